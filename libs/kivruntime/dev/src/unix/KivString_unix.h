@@ -24,6 +24,8 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
 #include <wchar.h>
 
 /* ---- string buffer, string handle and character set conversions ---- */
@@ -80,6 +82,282 @@ char CharX2C(unsigned char digit);
 unsigned int KivStrSerialize(void* dest, unsigned int size, wchar_t const* text, unsigned int count);
 unsigned int KivStrDeSerialize(wchar_t* dest, unsigned int capacity, void const* src, unsigned int size);
 
+
+/*
+ * CKivMemHeap - the memory policy of the string buffer: the C heap.
+ * A policy is any class with these three static functions; a buffer is
+ * always allocated, grown and freed through the same policy.
+ */
+class CKivMemHeap
+{
+public:
+    static void* Alloc(size_t bytes) { return malloc(bytes); }
+    static void* Realloc(void* block, size_t bytes) { return realloc(block, bytes); }
+    static void Free(void* block) { free(block); }
+};
+
+/*
+ * KivAtomicAdd32Barrier - adds delta to *value atomically with a full memory
+ * barrier and returns the new value.  32-bit atomics are native on every
+ * target (no helper library is needed); the builtin wraps on overflow.
+ */
+static inline int32_t KivAtomicAdd32Barrier(int32_t delta, int32_t* value)
+{
+    return __atomic_add_fetch(value, delta, __ATOMIC_SEQ_CST);
+}
+
+/*
+ * TKivStringBuffer - a reference-counted string in one heap block: a 12-byte
+ * header (m_nRefs, m_nCapacity, m_nLength) directly followed by m_nCapacity
+ * character cells.  m_nRefs is the number of owners minus one.  The empty
+ * string is the null pointer, never a buffer of its own; every operation
+ * takes a buffer pointer (null allowed) and returns the pointer the caller
+ * keeps from then on.  Invariant: m_nLength < m_nCapacity and
+ * GetChars()[m_nLength] == 0.
+ */
+template <class C, class H>
+struct TKivStringBuffer
+{
+    int32_t m_nRefs;
+    uint32_t m_nCapacity;
+    uint32_t m_nLength;
+
+    /* The characters follow the header directly. */
+    C* GetChars() { return reinterpret_cast<C*>(this + 1); }
+    C const* GetChars() const { return reinterpret_cast<C const*>(this + 1); }
+
+    /* Block size for a capacity, or 0 when it cannot be represented in size_t. */
+    static size_t BlockSize(uint64_t capacity)
+    {
+        uint64_t bytes = (uint64_t)sizeof(TKivStringBuffer) + capacity * sizeof(C);
+        if (capacity > 0xFFFFFFFFu || bytes > (uint64_t)(size_t)-1)
+            return 0;
+        return (size_t)bytes;
+    }
+
+    /* Length of a zero-terminated text; 0 for null. */
+    static uint64_t TextLength(C const* text)
+    {
+        uint64_t n = 0;
+        if (text)
+            while (text[n] != 0)
+                n++;
+        return n;
+    }
+
+    /*
+     * Create - a new buffer holding count characters of text (count -1: up
+     * to its terminating zero; embedded zeros are copied as they stand), or
+     * an empty buffer reserving count characters when text is null.  The
+     * capacity is count + 1 rounded up to a multiple of 16 (at least 16).
+     * Returns null for an empty string and when memory runs out.
+     */
+    static TKivStringBuffer* Create(C const* text, unsigned int count)
+    {
+        uint64_t n = count;
+        if (count == 0xFFFFFFFFu)
+            n = TextLength(text);
+        if (n == 0)
+            return 0;
+        uint64_t capacity = (n + 1 + 15) & ~(uint64_t)15;
+        size_t bytes = BlockSize(capacity);
+        if (bytes == 0)
+            return 0;
+        void* block = H::Alloc(bytes);
+        if (!block)
+            return 0;
+        TKivStringBuffer* b = static_cast<TKivStringBuffer*>(block);
+        b->m_nRefs = 0;
+        b->m_nCapacity = (uint32_t)capacity;
+        b->m_nLength = 0;
+        if (text) {
+            b->m_nLength = (uint32_t)n;
+            memcpy(b->GetChars(), text, (size_t)n * sizeof(C));
+        }
+        b->GetChars()[b->m_nLength] = 0;
+        return b;
+    }
+
+    /*
+     * Expand - makes sure the buffer has at least cells cells.  Small
+     * buffers grow by doubling, a buffer of 32768 cells or more jumps to
+     * 65536, and requests above 65535 cells are rounded up to a multiple of
+     * 65536, so that repeated growth reallocates rarely.  A null buffer
+     * becomes Create(null, cells - 1), hence null for 0 or 1 cell.  When
+     * memory runs out (or the request cannot be represented) the buffer is
+     * released and null is returned.  Neither the count nor the length is
+     * looked at or changed.
+     */
+    static TKivStringBuffer* Expand(TKivStringBuffer* b, unsigned int cells)
+    {
+        if (!b)
+            return Create(0, cells ? cells - 1 : 0);
+        if (b->m_nCapacity >= cells)
+            return b;
+        uint64_t capacity;
+        if (cells > 0xFFFFu) {
+            capacity = ((uint64_t)cells + 0xFFFF) & ~(uint64_t)0xFFFF;
+        } else if (b->m_nCapacity <= 0x7FFFu) {
+            capacity = b->m_nCapacity ? b->m_nCapacity : 1;
+            while (capacity < cells)
+                capacity *= 2;
+        } else {
+            capacity = 0x10000;
+        }
+        size_t bytes = BlockSize(capacity);
+        void* block = bytes ? H::Realloc(b, bytes) : 0;
+        if (!block) {
+            Release(b);
+            return 0;
+        }
+        b = static_cast<TKivStringBuffer*>(block);
+        b->m_nCapacity = (uint32_t)capacity;
+        return b;
+    }
+
+    /*
+     * Clear - empties a buffer that has a single owner in place (keeping its
+     * capacity for reuse).  A shared buffer is never written: this owner's
+     * reference is dropped and null returned.
+     */
+    static TKivStringBuffer* Clear(TKivStringBuffer* b)
+    {
+        if (!b)
+            return 0;
+        if (__atomic_load_n(&b->m_nRefs, __ATOMIC_ACQUIRE) == 0) {
+            b->m_nLength = 0;
+            b->GetChars()[0] = 0;
+            return b;
+        }
+        Release(b);
+        return 0;
+    }
+
+    /* AddRef - gives the buffer one more owner; returns it (null stays null). */
+    static TKivStringBuffer* AddRef(TKivStringBuffer* b)
+    {
+        if (b)
+            KivAtomicAdd32Barrier(1, &b->m_nRefs);
+        return b;
+    }
+
+    /* Release - drops one owner; the last one frees the block. */
+    static void Release(TKivStringBuffer* b)
+    {
+        if (b && KivAtomicAdd32Barrier(-1, &b->m_nRefs) < 0)
+            H::Free(b);
+    }
+
+    /*
+     * SetUTF8 - replaces the text by the decoded UTF-8 (bytes, or -1 for up
+     * to its terminating zero).  A sole-owned buffer is decoded into
+     * directly and only grown (and decoded a second time) when the text did
+     * not fit; a null or shared buffer is replaced by a new one of the
+     * measured size.  Returns the buffer now holding the text, or null when
+     * memory ran out (the old buffer is then released).  Wide buffers only.
+     */
+    static TKivStringBuffer* SetUTF8(TKivStringBuffer* b, char const* utf8, unsigned int bytes)
+    {
+        b = Clear(b);
+        if (b) {
+            unsigned int r = KivStrDecodeUTF8(b->GetChars(), b->m_nCapacity, utf8, bytes);
+            if (b->m_nCapacity > r) {
+                b->m_nLength += r;
+                return b;
+            }
+            b = Expand(b, r);
+            if (!b)
+                return 0; /* Expand has released the old buffer */
+        } else {
+            unsigned int r = KivStrDecodeUTF8(0, 0, utf8, bytes);
+            if (r == 0)
+                return 0;
+            b = Create(0, r);
+            if (!b)
+                return 0;
+        }
+        unsigned int n = KivStrDecodeUTF8(b->GetChars(), b->m_nCapacity, utf8, bytes);
+        if (n >= b->m_nCapacity) {
+            /* cannot happen: the text was measured for this capacity */
+            Release(b);
+            return 0;
+        }
+        b->m_nLength += n;
+        return b;
+    }
+};
+
+/*
+ * TKivString - the handle of a string buffer: one pointer, null for the
+ * empty string.  Destroying a handle releases its buffer.  Copying a handle
+ * shares the buffer (its count is raised atomically); a shared buffer is
+ * never written in place, so setting a copy replaces its buffer instead.
+ */
+template <class C, class H>
+class TKivString
+{
+public:
+    typedef TKivStringBuffer<C, H> Buffer;
+
+    TKivString() : m_pBuffer(0) {}
+    TKivString(TKivString const& other) : m_pBuffer(Buffer::AddRef(other.m_pBuffer)) {}
+    TKivString(TKivString&& other) : m_pBuffer(other.m_pBuffer) { other.m_pBuffer = 0; }
+    ~TKivString() { Buffer::Release(m_pBuffer); }
+
+    /* Shares other's buffer; the reference is taken before the old one is
+     * dropped, so assigning a handle to itself is harmless. */
+    TKivString& operator=(TKivString const& other)
+    {
+        Buffer* b = Buffer::AddRef(other.m_pBuffer);
+        Buffer::Release(m_pBuffer);
+        m_pBuffer = b;
+        return *this;
+    }
+
+    TKivString& operator=(TKivString&& other)
+    {
+        if (this != &other) {
+            Buffer::Release(m_pBuffer);
+            m_pBuffer = other.m_pBuffer;
+            other.m_pBuffer = 0;
+        }
+        return *this;
+    }
+
+    /* The buffer, or null for the empty string. */
+    Buffer* GetBuffer() const { return m_pBuffer; }
+
+    /* Number of characters (0 for the empty string). */
+    unsigned int GetLength() const { return m_pBuffer ? m_pBuffer->m_nLength : 0; }
+
+    /* Empties the string (in place when this handle is the sole owner). */
+    void Clear() { m_pBuffer = Buffer::Clear(m_pBuffer); }
+
+    /*
+     * SetUTF8 - sets the text from UTF-8 (bytes, or -1 for up to the
+     * terminating zero).  A null text, a count of 0, or a text whose first
+     * byte is 0 (whatever the count says) empties the string; the first byte
+     * is not read when the count is 0.
+     */
+    void SetUTF8(char const* utf8, unsigned int bytes)
+    {
+        if (utf8 && bytes != 0 && utf8[0] != 0)
+            m_pBuffer = Buffer::SetUTF8(m_pBuffer, utf8, bytes);
+        else
+            m_pBuffer = Buffer::Clear(m_pBuffer);
+    }
+
+    /* Writes the serial form into dest (size bytes); see KivStrSerialize. */
+    unsigned int Serialize(void* dest, unsigned int size) const
+    {
+        if (m_pBuffer)
+            return KivStrSerialize(dest, size, m_pBuffer->GetChars(), m_pBuffer->m_nLength);
+        return KivStrSerialize(dest, size, 0, 0);
+    }
+
+private:
+    Buffer* m_pBuffer;
+};
 
 /* ---- the rest of the interface, one header per area ---- */
 #include "KivNumber_unix.h"
