@@ -5,3 +5,6 @@
 corvane_add_gtest(kivruntime_core_buffer
   SOURCES ${AREA_DIR}/test_core_buffer.cpp
   LIBS kivruntime TIMEOUT 60)
+corvane_add_gtest(kivruntime_core_convert
+  SOURCES ${AREA_DIR}/test_core_convert.cpp
+  LIBS kivruntime TIMEOUT 60)
