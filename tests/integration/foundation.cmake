@@ -1,0 +1,12 @@
+# The backend program end to end: queue lookup against a private CUPS
+# scheduler and a scripted IPP responder, device listing, argument and input
+# handling, the connection to the host socket and the exit statuses.
+set(FOUNDATION_RUN ${AREA_DIR}/backend_run.cpp)
+
+# Runs without arguments or with failing arguments only: never touches the
+# host socket.
+corvane_add_gtest(foundation_lookup
+  SOURCES ${AREA_DIR}/test_lookup.cpp ${AREA_DIR}/test_lookup_responder.cpp ${FOUNDATION_RUN}
+  LIBS corvane_protocol
+  TIMEOUT 120)
+add_dependencies(foundation_lookup CorvaneBackend)
