@@ -1,9 +1,12 @@
 /*
  * cups_file.h - the print stream's buffered reader.
  *
- * A small reader of our own over a file descriptor: 4096-byte buffer, exact
- * reads of n bytes for raster rows, single-byte skips, and the position
- * bookkeeping the command line reader relies on.
+ * A small reader of our own over a file descriptor: a 4096-byte buffer,
+ * exact reads of n bytes for raster rows, skips of bytes that are to be
+ * dropped, and the position bookkeeping the command line reader relies on.
+ *
+ * Invariant kept by every operation: when ptr is set, bufpos + (ptr - buf)
+ * == pos, the stream position of the next byte handed out.
  */
 #ifndef CORVANE_CUPS_FILE_H
 #define CORVANE_CUPS_FILE_H
@@ -37,7 +40,16 @@ void cups_file_close(_cups_file_s *fp);
 int cups_fill(_cups_file_s *fp);
 
 /* Reads exactly bytes bytes unless the input ends first: the count read, 0
-   when 0 were asked, -1 on a bad argument or when nothing could be read. */
+   when 0 were asked, -1 on a bad argument (null reader or buffer, a mode
+   other than 'r' or 's', more than INT_MAX bytes) or when nothing could be
+   read.  Buffered bytes are copied first; a remainder of a buffer's size or
+   more is read straight into the caller's buffer. */
 int cupsFileRead(_cups_file_s *fp, char *buffer, unsigned long bytes);
+
+/* Takes count bytes from the stream and drops them, refilling as needed.
+   Once a refill finds the end of the input the skip stops: no further
+   read could bring the missing bytes.  pos counts the bytes actually
+   taken, which is also the result. */
+unsigned long cups_file_skip(_cups_file_s *fp, unsigned long count);
 
 #endif

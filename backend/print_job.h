@@ -3,13 +3,20 @@
  * page raster and the bitmap transmission.
  *
  * One job per process: the driver keeps one print_job_s for the whole run.
- * Nothing in it is reset between pages or documents.
+ * Nothing in it is reset between pages or documents, except the line count
+ * at each page start.  All of the job's state lives here (nothing in
+ * globals), so the command loop can also be run in-process several times,
+ * each over a fresh print_job_s, and released with print_job_release().
  */
 #ifndef CORVANE_PRINT_JOB_H
 #define CORVANE_PRINT_JOB_H
 
 #include <stdint.h>
 #include "cups_file.h"
+#include "command_line.h"
+
+/* Longest page name kept from PAGENAME, in bytes. */
+#define PRINT_JOB_PAGE_NAME_MAX 41
 
 struct print_job_s
 {
@@ -19,31 +26,35 @@ struct print_job_s
   int copies;                 /* copies announced in every page record */
 
   /* Command line reader. */
-  char line[1024];            /* current command line */
+  char line[COMMAND_LINE_SIZE]; /* current command line */
   char *keyword;              /* first word of the line */
   char *value;                /* rest of the line, trimmed; null when none */
 
   /* Settings from the stream. */
   bool colorDevice;           /* COLORDEVICE 1 seen last */
   int pageCounter;            /* PAGE commands that had a value */
-  char pageName[41];          /* PAGENAME; not necessarily terminated */
+  /* PAGENAME: at most 41 bytes, padded with zeros; the extra byte is
+     always zero, so the name can be used as a C string. */
+  char pageName[PRINT_JOB_PAGE_NAME_MAX + 1];
   uint32_t pageBox[4];        /* first four PAGE numbers */
-  int collate, duplex, tumble;
+  int32_t collate, duplex, tumble;
   uint32_t hwresX, hwresY;
-  int orientation;
+  int32_t orientation;
   float pageWidth, pageHeight;/* points, from the last valid PAGE */
 
   /* Printer-name payload that follows every record. */
   unsigned char *namePayload;
   uint32_t nameLen;
 
-  /* Page raster: allocated once per job and kept until the process ends. */
+  /* Page raster: allocated once per job and kept until the process ends
+     (or print_job_release()). */
   unsigned char *raster_data;
-  unsigned char *rasterCursor;
-  unsigned char *rasterEnd;
+  unsigned char *rasterCursor;  /* where the next LINE's bytes go */
+  unsigned char *rasterEnd;     /* raster_data + rasterSize */
+  uint32_t rasterSize;
   uint32_t rasterWidth, rasterHeight, rasterDepth;
-  int32_t bytesPerLine;
-  int32_t nLines;
+  int32_t bytesPerLine;         /* byte count of the job's first LINE */
+  int32_t nLines;               /* LINEs taken since the last page start */
 };
 
 /* Prepares a job over a connected socket; everything else starts empty. */
@@ -51,10 +62,17 @@ void print_job_init(print_job_s *job, int sock, const char *printerName, int cop
 
 /* Runs the command loop over the stream until the input ends.  Returns 1 at
    the end of the input, 0 when a record could not be written (the record's
-   failure line has been printed; the caller ends with status 4 at once). */
+   failure line has been printed; the caller ends with status 4 at once) or
+   when the buffers of a page could not be allocated (a line says so). */
 int command_loop(print_job_s *job, _cups_file_s *fp);
 
 /* Frees the printer-name payload (normal end of the job). */
 void print_job_free_payload(print_job_s *job);
+
+/* Frees everything the job holds, the raster included, and leaves it as
+   print_job_init() left it apart from the socket, printer name and copies.
+   The backend itself never calls it (its raster lives until the process
+   ends); it is for running jobs in-process, as the fuzzers and tests do. */
+void print_job_release(print_job_s *job);
 
 #endif

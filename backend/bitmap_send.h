@@ -1,0 +1,50 @@
+/*
+ * bitmap_send.h - sending a page's raster to the host (ENDPAGE).
+ *
+ * The raster goes out bottom-up, as lines padded to a multiple of 4 bytes,
+ * in fragments of at most 2,000,000 uncompressed bytes, each compressed as
+ * one LZF block: a bitmap header, the fragments, a bitmap end and a page
+ * end record.
+ */
+#ifndef CORVANE_BITMAP_SEND_H
+#define CORVANE_BITMAP_SEND_H
+
+#include <stdint.h>
+
+#include "print_job.h"
+
+/* Largest uncompressed fragment, and the compression buffer for it. */
+#define BITMAP_FRAGMENT_LIMIT 2000000u
+#define BITMAP_COMPRESS_BUFFER 2400000u
+
+/* Geometry of a page's bitmap, as ENDPAGE computes it from bytesPerLine. */
+struct bitmap_layout
+{
+  uint32_t alignPerLine;    /* 0..3 padding bytes per line */
+  uint32_t alignedLine;     /* bytesPerLine + alignPerLine */
+  uint32_t sendLines;       /* lines per fragment (0 when alignedLine is 0) */
+  uint32_t rwsize;          /* line buffer size: alignedLine x sendLines */
+  uint32_t compressSize;    /* compression buffer size */
+};
+
+/* Computes the layout for a line length.  A line longer than the fragment
+   limit travels one line per fragment, with a compression buffer large
+   enough for LZF's worst case of that line; a line length of 0 gives
+   sendLines 0 and rwsize 0 (no fragment is sent). */
+void bitmap_compute_layout(uint32_t bytesPerLine, bitmap_layout *layout);
+
+/* Copies raster row `row` (counted from raster_data with the RASTER
+   geometry) into dst as one bitmap line: groups of three bytes reversed
+   while the group starts below bytesPerLine, source bytes beyond the end
+   of the raster read as white (0xFF), and the padding up to alignedLine
+   zeroed.  dst must have room for alignedLine + 2 bytes: the last group
+   may write up to two bytes past bytesPerLine. */
+void bitmap_copy_row(const print_job_s *job, uint64_t row, uint32_t alignedLine,
+                     unsigned char *dst);
+
+/* ENDPAGE.  Returns 1 when the page was sent or had no raster; 0 when a
+   record could not be written or the page's buffers could not be
+   allocated (a line has said which), and the job must end at once. */
+int send_page_bitmap(print_job_s *job);
+
+#endif

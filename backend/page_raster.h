@@ -1,0 +1,31 @@
+/*
+ * page_raster.h - the page raster: RASTER allocates it, LINE fills it.
+ *
+ * One raster per job, allocated by the first valid RASTER and kept for the
+ * rest of the job: it is never freed, rewound or cleared between pages.  A
+ * second RASTER is refused because a raster exists; later pages' lines are
+ * stored after the first page's, and once the raster is full further line
+ * data is read from the stream and dropped.  The transmission always sends
+ * rows counted from the start of the raster.
+ */
+#ifndef CORVANE_PAGE_RASTER_H
+#define CORVANE_PAGE_RASTER_H
+
+#include "cups_file.h"
+#include "print_job.h"
+
+/* RASTER width height depth: allocates the raster and clears it to white
+   (0xFF), or logs why not.  value is the command's value, null when none.
+   A raster whose depth x width x height does not fit 32 bits, or whose
+   allocation fails, is refused with the same line as a bad depth, and no
+   raster is left. */
+void raster_command(print_job_s *job, const char *value);
+
+/* LINE n: copies the n bytes that follow in the stream to the raster at
+   its cursor (as many as fit; the rest are read and dropped) and counts
+   the line.  Without a value or a raster nothing is read.  A value that is
+   not a number, is negative or is above 2147483647 is rejected with a line
+   saying why: nothing is read and no line is counted. */
+void line_command(print_job_s *job, const char *value, _cups_file_s *fp);
+
+#endif
