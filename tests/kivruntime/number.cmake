@@ -1,0 +1,6 @@
+# Number formatting and parsing of kivruntime.
+corvane_add_gtest(test_number
+  SOURCES ${AREA_DIR}/test_number_check.cpp
+          ${AREA_DIR}/test_number_format.cpp
+  LIBS kivruntime
+  TIMEOUT 60)
