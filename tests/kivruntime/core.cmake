@@ -8,3 +8,6 @@ corvane_add_gtest(kivruntime_core_buffer
 corvane_add_gtest(kivruntime_core_convert
   SOURCES ${AREA_DIR}/test_core_convert.cpp
   LIBS kivruntime TIMEOUT 60)
+corvane_add_gtest(kivruntime_core_property
+  SOURCES ${AREA_DIR}/test_core_property.cpp
+  LIBS kivruntime TIMEOUT 120)
