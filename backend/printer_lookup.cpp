@@ -18,6 +18,12 @@
    (successful-ok-conflicting-attributes). */
 #define LOOKUP_LAST_SUCCESS 0x0002
 
+/* Longest wait, in seconds, for each part of the scheduler's answer.  The
+   library's own default is a minute; a scheduler that accepts the
+   connection and then says nothing must not hold a device listing or a job
+   start that long.  A working scheduler answers this request at once. */
+#define LOOKUP_TIMEOUT_SECONDS 10.0
+
 /* httpConnectEncrypt() and friends are marked deprecated in current libcups;
    they are still the documented way to reach the configured scheduler with
    its configured encryption, and they are what this lookup is built on. */
@@ -93,6 +99,8 @@ const char *getPrinterName(void)
   http = httpConnectEncrypt(cupsServer(), ippPort(), cupsEncryption());
   fprintf(stderr, "DEBUG: CorvaneBackend.getPrinterName - http: 0x%X\n",
           (unsigned int)(uintptr_t)http);
+  if (http)
+    httpSetTimeout(http, LOOKUP_TIMEOUT_SECONDS, NULL, NULL);
 
   request = ippNew();
   ippSetOperation(request, IPP_OP_CUPS_GET_PRINTERS);
