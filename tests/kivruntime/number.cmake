@@ -2,5 +2,7 @@
 corvane_add_gtest(test_number
   SOURCES ${AREA_DIR}/test_number_check.cpp
           ${AREA_DIR}/test_number_format.cpp
+          ${AREA_DIR}/test_number_parse.cpp
+          ${AREA_DIR}/test_number_float.cpp
   LIBS kivruntime
   TIMEOUT 60)

@@ -379,11 +379,10 @@ template <class C> double str2Float(C const* text, C const** end)
             }
             s++;
         } else if (!fraction && codeOf(*s) == '.') {
-            /* the point is consumed; without a digit after it the mantissa ends */
+            /* The point is always consumed; without a digit after it the
+             * next round ends the mantissa. */
             s++;
             fraction = true;
-            if (digitValue(codeOf(*s)) >= 10)
-                break;
         } else {
             break;
         }
@@ -637,9 +636,7 @@ void layFinite(TextBuf& b, double magnitude, int precision, int notation)
         int p = precision == 0 ? 1 : precision;
         Float2Str_Core(magnitude, digits, p, &point, &negative, 1);
         int n = (int)strlen(digits);
-        int x = zero ? 0 : point - 1;
-        if (zero)
-            point = 1; /* the core reports 0 for zero: lay it out as "0" */
+        int x = zero ? 0 : point - 1; /* zero is written as "0", exponent 0 */
         if (x < -4 || x >= p)
             layExponent(b, digits, n, x, p - 1);
         else
