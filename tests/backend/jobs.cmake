@@ -7,6 +7,7 @@ corvane_add_gtest(backend_jobs_reader
   TIMEOUT 60)
 
 corvane_add_gtest(backend_jobs_pages
-  SOURCES ${AREA_DIR}/test_jobs_raster.cpp
+  SOURCES ${AREA_DIR}/test_jobs_raster.cpp ${AREA_DIR}/test_jobs_bitmap.cpp
+          ${AREA_DIR}/test_jobs_loop.cpp
   LIBS corvane_backend
   TIMEOUT 120)
