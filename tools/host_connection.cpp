@@ -326,7 +326,7 @@ int finish_page(JobState *job, JsonWriter *recordJson, std::string *what)
   if (result.depthAmbiguous)
     line += host_format(" (depth %u chosen by the colour setting: both depths fit)", (unsigned)result.depth);
   if (result.lostSamplesPerRow)
-    line += host_format(" (the last %u sample%s of every row cannot travel at this width; shown white)",
+    line += host_format(" (%u sample%s of every row cannot travel at this width; shown white)",
                         (unsigned)result.lostSamplesPerRow, result.lostSamplesPerRow == 1 ? "" : "s");
   if (saved)
     line += " -> " + path;

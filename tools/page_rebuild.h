@@ -19,10 +19,11 @@
  * height) stay white, as the backend's raster started white.
  *
  * At depth 1 with widths whose remainder modulo 12 is 4, 7 or 8, the
- * reversal of the last, partial group of three puts the row's last sample
- * past the line's padding, where the next line overwrites it: that sample
- * never reaches the host.  The rebuilt page shows it white and reports the
- * count of lost samples per row.
+ * reversal of the last, partial group of three puts one sample past the
+ * line's padding, where the next line overwrites it: the last sample of the
+ * row when the width leaves 1 modulo 3 (4, 7), the one before it when it
+ * leaves 2 (8).  That sample never reaches the host.  The rebuilt page
+ * shows it white and reports the count of lost samples per row.
  */
 #ifndef KIVPRINTER_PAGE_REBUILD_H
 #define KIVPRINTER_PAGE_REBUILD_H

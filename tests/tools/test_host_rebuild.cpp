@@ -1,0 +1,224 @@
+/*
+ * test_host_rebuild.cpp - page rebuild from bitmap lines: the line layout,
+ * depth inference, the lossy widths, and the checks of fragment lengths.
+ */
+#include <string.h>
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "page_rebuild.h"
+#include "test_host_support.h"
+
+/* Feeds the wire lines of image to a page in fragments of `per` lines (0:
+   all at once) and rebuilds it. */
+static bool rebuild(const PageImage &image, unsigned per, int colorHint, PageResult *result,
+                    std::string *error, uint32_t headerHeight = 0)
+{
+  rc_bitmap_hdr_fields header = {image.width, headerHeight ? headerHeight : image.height, 1,
+                                 image.xdpi, image.ydpi};
+  PageAssembly page;
+  if (!page_begin(&page, header, colorHint, error))
+    return false;
+  std::string lines = wireLines(image);
+  size_t padded = (size_t)page_line_bytes(image.width, image.channels);
+  size_t step = per ? per * padded : lines.size();
+  std::string payload = namePayload("P1");
+  for (size_t start = 0; start < lines.size(); start += step)
+  {
+    std::string chunk = lines.substr(start, step);
+    std::string compressed;
+    rc_record rec = fragmentRecord(payload, chunk, &compressed);
+    if (!page_check_fragment(&page, rec.fragment.uncompressedLength, error) ||
+        !page_add_fragment(&page, rec, error))
+      return false;
+  }
+  return page_finish(&page, result, error) == 1;
+}
+
+TEST(HostRebuild, LineBytesArePaddedToFour)
+{
+  EXPECT_EQ(page_line_bytes(1, 1), 4u);
+  EXPECT_EQ(page_line_bytes(4, 1), 4u);
+  EXPECT_EQ(page_line_bytes(5, 1), 8u);
+  EXPECT_EQ(page_line_bytes(2550, 3), 7652u);
+  EXPECT_EQ(page_line_bytes(2549, 3), 7648u);
+}
+
+TEST(HostRebuild, LostSamplesOnlyAtDepthOneForWidthsFourSevenEightModTwelve)
+{
+  for (uint32_t w = 1; w <= 48; w++)
+  {
+    EXPECT_EQ(page_lost_samples(w, 3), 0u) << "width " << w;
+    uint32_t m = w % 12;
+    uint32_t expected = (m == 4 || m == 7 || m == 8) ? 1u : 0u;
+    EXPECT_EQ(page_lost_samples(w, 1), expected) << "width " << w;
+  }
+}
+
+TEST(HostRebuild, ColourPagesOfEveryWidthComeBackExact)
+{
+  for (uint32_t w = 1; w <= 14; w++)
+  {
+    PageImage image = patternImage(w, 9, 3, w, 75);
+    PageResult result;
+    std::string error;
+    ASSERT_TRUE(rebuild(image, 0, 2, &result, &error)) << "width " << w << ": " << error;
+    EXPECT_EQ(result.depth, 3u);
+    EXPECT_EQ(result.linesReceived, 9u);
+    EXPECT_EQ(imageDifference(result.image, image), "") << "width " << w;
+    EXPECT_EQ(result.image.xdpi, 75u);
+  }
+}
+
+TEST(HostRebuild, GrayPagesComeBackExactWhereTheLayoutKeepsEverySample)
+{
+  for (uint32_t w = 1; w <= 26; w++)
+  {
+    uint32_t m = w % 12;
+    if (m == 4 || m == 7 || m == 8)
+      continue;
+    PageImage image = patternImage(w, 11, 1, w, 300);
+    PageResult result;
+    std::string error;
+    /* The colour hint says colour: only geometry may decide here, except
+       for width 1 where both depths have 4-byte lines. */
+    ASSERT_TRUE(rebuild(image, 0, 1, &result, &error)) << "width " << w << ": " << error;
+    EXPECT_EQ(result.depth, 1u) << "width " << w;
+    EXPECT_EQ(result.lostSamplesPerRow, 0u);
+    EXPECT_EQ(imageDifference(result.image, image), "") << "width " << w;
+  }
+}
+
+TEST(HostRebuild, LossyGrayWidthShowsTheLostColumnWhite)
+{
+  for (uint32_t w : {4u, 7u, 8u, 16u, 19u, 20u})
+  {
+    /* The last partial group holds one sample (w mod 3 = 1: the last one
+       is lost) or two (w mod 3 = 2: the one before the last is lost). */
+    uint32_t lost = w % 3 == 1 ? w - 1 : w - 2;
+    PageImage image = patternImage(w, 6, 1, 3, 75);
+    for (uint32_t y = 0; y < 6; y++)
+      image.pixels[(size_t)y * w + lost] = 0x11;   /* never white */
+    PageResult result;
+    std::string error;
+    ASSERT_TRUE(rebuild(image, 0, 1, &result, &error)) << error;
+    EXPECT_EQ(result.depth, 1u);
+    EXPECT_EQ(result.lostSamplesPerRow, 1u);
+    PageImage expected = image;
+    for (uint32_t y = 0; y < 6; y++)
+      expected.pixels[(size_t)y * w + lost] = 0xFF;
+    EXPECT_EQ(imageDifference(result.image, expected), "") << "width " << w;
+  }
+}
+
+TEST(HostRebuild, SeveralFragmentsMakeOnePage)
+{
+  PageImage image = patternImage(13, 40, 3, 5, 300);
+  for (unsigned per : {1u, 3u, 7u, 39u})
+  {
+    PageResult result;
+    std::string error;
+    ASSERT_TRUE(rebuild(image, per, 2, &result, &error)) << error;
+    EXPECT_EQ(imageDifference(result.image, image), "") << per << " lines per fragment";
+  }
+}
+
+TEST(HostRebuild, WidthOneIsAmbiguousAndTheColourSettingDecides)
+{
+  PageImage gray = patternImage(1, 5, 1, 1, 75);
+  PageResult result;
+  std::string error;
+  ASSERT_TRUE(rebuild(gray, 0, 1, &result, &error)) << error;
+  EXPECT_TRUE(result.depthAmbiguous);
+  EXPECT_EQ(result.depth, 1u);
+  EXPECT_EQ(imageDifference(result.image, gray), "");
+
+  PageImage colour = patternImage(1, 5, 3, 1, 75);
+  ASSERT_TRUE(rebuild(colour, 0, 2, &result, &error)) << error;
+  EXPECT_TRUE(result.depthAmbiguous);
+  EXPECT_EQ(result.depth, 3u);
+  EXPECT_EQ(imageDifference(result.image, colour), "");
+}
+
+TEST(HostRebuild, TheDepthWhoseLinesFillTheHeightWins)
+{
+  /* Width 4, height 3: 12 bytes are one colour line or three gray lines. */
+  PageImage gray = patternImage(4, 3, 1, 2, 75);
+  PageResult result;
+  std::string error;
+  ASSERT_TRUE(rebuild(gray, 0, 2, &result, &error)) << error;
+  EXPECT_EQ(result.depth, 1u);
+  EXPECT_FALSE(result.depthAmbiguous);
+  EXPECT_EQ(result.linesReceived, 3u);
+}
+
+TEST(HostRebuild, RowsThatWereNotSentStayWhite)
+{
+  /* Width 7: 24 bytes per colour line; the 96 bytes would be 12 gray lines,
+     more than the height of 10, so the depth is clear. */
+  PageImage image = patternImage(7, 4, 3, 9, 75);
+  PageResult result;
+  std::string error;
+  ASSERT_TRUE(rebuild(image, 0, 2, &result, &error, 10)) << error;
+  EXPECT_EQ(result.depth, 3u);
+  EXPECT_FALSE(result.depthAmbiguous);
+  EXPECT_EQ(result.linesReceived, 4u);
+  ASSERT_EQ(result.image.height, 10u);
+  PageImage expected;
+  image_init(&expected, 7, 10, 3);
+  memcpy(expected.pixels.data(), image.pixels.data(), image.pixels.size());
+  EXPECT_EQ(imageDifference(result.image, expected), "");
+}
+
+TEST(HostRebuild, HeaderChecks)
+{
+  PageAssembly page;
+  std::string error;
+  EXPECT_FALSE(page_begin(&page, rc_bitmap_hdr_fields{0, 10, 1, 75, 75}, 2, &error));
+  EXPECT_EQ(error, "bitmap of 0x10 pixels: the width is 0");
+  EXPECT_FALSE(page_begin(&page, rc_bitmap_hdr_fields{10, 0, 1, 75, 75}, 2, &error));
+  EXPECT_EQ(error, "bitmap of 10x0 pixels: the height is 0");
+  EXPECT_FALSE(page_begin(&page, rc_bitmap_hdr_fields{20000, 20000, 1, 75, 75}, 2, &error));
+  EXPECT_EQ(error, "bitmap of 20000x20000 pixels is larger than this receiver rebuilds (1073741824 bytes at most)");
+  EXPECT_TRUE(page_begin(&page, rc_bitmap_hdr_fields{10, 10, 1, 0, 0}, 2, &error));
+}
+
+TEST(HostRebuild, FragmentLengthChecks)
+{
+  PageAssembly page;
+  std::string error;
+  /* Width 10: 32 bytes per line at depth 3, 12 at depth 1. */
+  ASSERT_TRUE(page_begin(&page, rc_bitmap_hdr_fields{10, 4, 1, 75, 75}, 2, &error));
+  EXPECT_FALSE(page_check_fragment(&page, 20, &error));
+  EXPECT_EQ(error, "fragment of 20 bytes is not a whole number of lines of 10 pixels "
+                   "(32 bytes at depth 3, 12 bytes at depth 1)");
+
+  /* 96 bytes: three colour lines or eight gray ones (more than 4). */
+  ASSERT_TRUE(page_begin(&page, rc_bitmap_hdr_fields{10, 4, 1, 75, 75}, 2, &error));
+  EXPECT_TRUE(page_check_fragment(&page, 96, &error));
+  EXPECT_FALSE(page.fits[0]);
+  EXPECT_TRUE(page.fits[1]);
+  EXPECT_FALSE(page_check_fragment(&page, 12, &error));
+  EXPECT_EQ(error, "fragment of 12 bytes is not a whole number of lines of 10 pixels "
+                   "(32 bytes at depth 3; earlier fragments ruled out depth 1)");
+  ASSERT_TRUE(page_begin(&page, rc_bitmap_hdr_fields{10, 4, 1, 75, 75}, 2, &error));
+  EXPECT_TRUE(page_check_fragment(&page, 96, &error));
+  EXPECT_FALSE(page_check_fragment(&page, 64, &error));
+  EXPECT_EQ(error, "fragments carry 5 lines at depth 3, more than the bitmap's height of 4");
+}
+
+TEST(HostRebuild, DecompressionMustGiveTheStatedLength)
+{
+  PageAssembly page;
+  std::string error;
+  ASSERT_TRUE(page_begin(&page, rc_bitmap_hdr_fields{4, 4, 1, 75, 75}, 2, &error));
+  std::string payload = namePayload("P1");
+  std::string compressed;
+  rc_record rec = fragmentRecord(payload, std::string(24, 'x'), &compressed);
+  rec.fragment.uncompressedLength = 12;
+  ASSERT_TRUE(page_check_fragment(&page, 12, &error));
+  EXPECT_FALSE(page_add_fragment(&page, rec, &error));
+  EXPECT_EQ(error, "fragment 0 decompresses to more than its stated 12 bytes");
+}
