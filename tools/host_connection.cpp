@@ -544,21 +544,23 @@ void serve_connection(int fd, HostShared *shared, ConnectionResult *result)
 
   if (!result->hadBytes)
     return;
+  /* job.json is final before the last line says the job has ended, so
+     that whoever waits for that line finds the file complete. */
+  if (job.error.empty() && job.endNote.empty() && strcmp(job_status(&job), "complete") != 0)
+    job.endNote = job.bitmapOpen ? "the connection ended inside a bitmap"
+                                 : "the connection ended before the document's end";
+  write_job_json(&job, true);
   if (!job.error.empty())
     host_printf(2, "kivprinter-host: job %u: %s; connection dropped, %u page%s kept", job.job,
                 job.error.c_str(), job.pageCount, job.pageCount == 1 ? "" : "s");
-  else if (!job.endNote.empty() || strcmp(job_status(&job), "complete") != 0)
+  else if (!job.endNote.empty())
   {
-    if (job.endNote.empty())
-      job.endNote = job.bitmapOpen ? "the connection ended inside a bitmap"
-                                   : "the connection ended before the document's end";
     host_printf(job.progressFd, "job %u: incomplete: %s; %u page%s kept", job.job,
                 job.endNote.c_str(), job.pageCount, job.pageCount == 1 ? "" : "s");
   }
   else
     host_printf(job.progressFd, "job %u: complete, %u page%s%s%s", job.job, job.pageCount,
                 job.pageCount == 1 ? "" : "s", job.folder.empty() ? "" : " in ", job.folder.c_str());
-  write_job_json(&job, true);
   result->complete = strcmp(job_status(&job), "complete") == 0;
   result->failed = !job.error.empty();
   result->pages = job.pageCount;
