@@ -417,9 +417,11 @@ double CpuSeconds()
 }
 
 /* "a*a*...*a*b" style patterns with twenty star groups against long strings
- * that do not match.  Plain backtracking would take time exponential in the
- * number of stars (far beyond any test timeout); the bounds below are
- * hundreds of times what the linear matcher needs, also under sanitizers. */
+ * that do not match.  Plain backtracking would need more steps than there
+ * are atoms in the world (about C(1000, 20) for the first case); the linear
+ * matcher needs milliseconds.  The CPU-time bounds below are a hundred
+ * times or more what it takes natively, so that sanitizers and an emulated
+ * target stay far inside them while exponential behaviour cannot. */
 TEST(CompareWildcardComplexity, TwentyStarsAgainstALongNonMatchingString)
 {
     std::string pat;
@@ -438,8 +440,8 @@ TEST(CompareWildcardComplexity, TwentyStarsAgainstALongNonMatchingString)
         ASSERT_EQ(0, KivStrWildcardMatch(str.c_str(), ALL, pat.c_str(), ALL));
         ASSERT_EQ(0, KivStrWildcardMatchNoCase(wstr.c_str(), ALL, wpat.c_str(), ALL));
     }
-    /* 200 calls: well under a millisecond each. */
-    EXPECT_LT(CpuSeconds() - t0, 0.2);
+    /* 200 calls; natively each takes tens of microseconds. */
+    EXPECT_LT(CpuSeconds() - t0, 2.0);
 
     /* Stars between distinct letters, the string long and almost matching. */
     std::string pat2 = "*";
@@ -454,7 +456,7 @@ TEST(CompareWildcardComplexity, TwentyStarsAgainstALongNonMatchingString)
     t0 = CpuSeconds();
     for (int r = 0; r < 20; ++r)
         ASSERT_EQ(0, KivStrWildcardMatch(str2.c_str(), ALL, pat2.c_str(), ALL));
-    EXPECT_LT(CpuSeconds() - t0, 0.2);
+    EXPECT_LT(CpuSeconds() - t0, 1.0);
     str2 += 'z';
     EXPECT_EQ(1, KivStrWildcardMatch(str2.c_str(), ALL, pat2.c_str(), ALL));
 
@@ -470,7 +472,7 @@ TEST(CompareWildcardComplexity, TwentyStarsAgainstALongNonMatchingString)
         upat += "?x";
         t0 = CpuSeconds();
         ASSERT_EQ(0, KivStrWildcardMatch(u.c_str(), ALL, upat.c_str(), ALL));
-        EXPECT_LT(CpuSeconds() - t0, 0.2);
+        EXPECT_LT(CpuSeconds() - t0, 1.0);
     }
 
     /* The worst case of the linear matcher: O(lstr * lpat). */
@@ -478,7 +480,7 @@ TEST(CompareWildcardComplexity, TwentyStarsAgainstALongNonMatchingString)
     std::string wp = "*" + std::string(30, 'a') + "b";
     t0 = CpuSeconds();
     ASSERT_EQ(0, KivStrWildcardMatch(worst.c_str(), ALL, wp.c_str(), ALL));
-    EXPECT_LT(CpuSeconds() - t0, 1.0);
+    EXPECT_LT(CpuSeconds() - t0, 5.0);
 }
 
 } // namespace

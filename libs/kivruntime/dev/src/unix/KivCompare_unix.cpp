@@ -76,8 +76,10 @@ inline int ClampedDiff(int64_t a, int64_t b)
 }
 
 /* Case folding.  The library folds with the C library's lower-case mapping
- * of the current locale: on this platform that is towlower, applied to the
- * value as given and read back as a signed 32-bit value.  A wide element is
+ * of the current locale.  Some C libraries spell it __tolower (and
+ * __toupper for the upper case); on Linux it is towlower (towupper) of the
+ * current locale, applied to the value as given and read back here as a
+ * signed 32-bit value.  A wide element is
  * folded as its code point (values that are not characters come back
  * unchanged).  A narrow byte is first read as a signed char, so bytes 0x80
  * and above are negative values that no locale maps: only the ASCII range

@@ -29,8 +29,9 @@
  *    of the current position.  An invalid or cut-off multibyte sequence
  *    (KivCharMBLen below 1) is stepped over one byte at a time, so every walk
  *    always moves forward.  A character that starts inside an explicit length
- *    but would end after it ends the walk: positions past the end count as
- *    the end and nothing past the range is compared.
+ *    but runs past it is stepped over whole: the walk then stands past the
+ *    end of the range, nothing there is compared, and (for the wildcard
+ *    matcher) that position is not the end of the string.
  *  - A difference returned by a comparison that does not fit in an int
  *    (possible only for wide values outside the Unicode range) is clamped to
  *    INT_MIN or INT_MAX, so its sign is always right.
