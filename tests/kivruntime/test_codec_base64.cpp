@@ -159,6 +159,56 @@ TEST(CodecBase64, MatchesReferenceAtEveryLength)
     }
 }
 
+TEST(CodecBase64, EveryCapacityWithLineBreaks)
+{
+    /* Lengths around line ends, and every capacity for each: groups and
+     * line breaks are written whole, the count covers the whole output. */
+    std::mt19937 rng(12);
+    std::vector<size_t> lengths;
+    for (size_t n = 0; n <= 10; n++)
+        lengths.push_back(n);
+    for (size_t n = 44; n <= 52; n++)
+        lengths.push_back(n);
+    for (size_t n = 92; n <= 100; n++)
+        lengths.push_back(n);
+    lengths.push_back(150);
+    for (size_t n : lengths) {
+        std::string bytes = RandomBytes(rng, n);
+        for (int lb = 0; lb < 2; lb++) {
+            std::string ref = Reference(bytes, lb);
+            std::vector<size_t> items = {0};
+            for (size_t pos = 0; pos < ref.size();) {
+                pos += ref[pos] == '\r' ? 2 : 4;
+                items.push_back(pos);
+            }
+            SCOPED_TRACE("length " + std::to_string(n) + " line breaks " + std::to_string(lb));
+            CheckAllCapacities(Enc<char>(bytes, lb), ref, items);
+            CheckAllCapacities(Enc<wchar_t>(bytes, lb), W(ref), items);
+        }
+    }
+}
+
+TEST(CodecBase64, DecodeEveryCapacity)
+{
+    std::mt19937 rng(13);
+    for (size_t n : {0, 1, 2, 3, 4, 5, 47, 48, 49, 100}) {
+        std::string bytes = RandomBytes(rng, n);
+        std::string text = Reference(bytes, 1);
+        std::wstring wtext = W(text);
+        for (unsigned cap = 0; cap <= n + 3; cap++) {
+            std::vector<unsigned char> out(n + 8, Guard<unsigned char>());
+            ASSERT_EQ(KivStrUUDecode(out.data(), cap, text.data(), (unsigned)text.size()), n);
+            std::vector<unsigned char> wout(n + 8, Guard<unsigned char>());
+            ASSERT_EQ(KivStrUUDecode(wout.data(), cap, wtext.data(), (unsigned)-1), n);
+            for (size_t k = 0; k < out.size(); k++) {
+                unsigned char want = k < cap && k < n ? (unsigned char)bytes[k] : Guard<unsigned char>();
+                ASSERT_EQ(out[k], want) << "length " << n << " capacity " << cap << " at " << k;
+                ASSERT_EQ(wout[k], want) << "length " << n << " capacity " << cap << " at " << k;
+            }
+        }
+    }
+}
+
 TEST(CodecBase64, DecodeExamples)
 {
     /* "TWFu\r\nTQ==" gives the 4 bytes "ManM". */
@@ -254,4 +304,12 @@ TEST(CodecBase64, NotInverses)
     EXPECT_EQ(Output(Enc<char>(Decode(std::string("TQ==TWFu")), 0)), "TQ==");
     /* Unused low bits of a padded group are dropped. */
     EXPECT_EQ(Output(Enc<char>(Decode(std::string("TR==")), 0)), "TQ==");
+}
+
+TEST(CodecBase64, NullDestinationOnlyMeasures)
+{
+    EXPECT_EQ(KivStrUUEncode((char*)nullptr, 100, "Man", 3, 0), 5u);
+    EXPECT_EQ(KivStrUUEncode((wchar_t*)nullptr, 100, "Ma", 2, 1), 5u);
+    EXPECT_EQ(KivStrUUDecode(nullptr, 100, "TWFuTQ==", (unsigned)-1), 4u);
+    EXPECT_EQ(KivStrUUDecode(nullptr, 100, L"TWFuTQ==", (unsigned)-1), 4u);
 }

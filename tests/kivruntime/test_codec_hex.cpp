@@ -186,3 +186,12 @@ TEST(CodecHex, LowerCaseInputIsNotReproduced)
     ASSERT_EQ(KivStrEncodeHex(text, 5, b, 2), 4u);
     EXPECT_STREQ(text, "BEEF");
 }
+
+TEST(CodecHex, NullDestinationWritesNothing)
+{
+    /* A null destination is too small at any capacity. */
+    EXPECT_EQ(KivStrEncodeHex((char*)nullptr, 100, kTwo, 2), 5u);
+    EXPECT_EQ(KivStrEncodeHex((wchar_t*)nullptr, 100, kTwo, 2), 5u);
+    EXPECT_EQ(KivStrDecodeHex(nullptr, 100, "4142", (unsigned)-1), 2u);
+    EXPECT_EQ(KivStrDecodeHex(nullptr, 100, L"4142", (unsigned)-1), 2u);
+}

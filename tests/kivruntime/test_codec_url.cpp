@@ -276,3 +276,13 @@ TEST(CodecURL, NotInverses)
     std::wstring neg = {(wchar_t)0xFFFFFFE9};
     EXPECT_EQ(Output(Dec<wchar_t>(Output(Enc<char>(neg)))), L"?");
 }
+
+TEST(CodecURL, NullDestinationOnlyMeasures)
+{
+    EXPECT_EQ(KivStrEncodeURL((char*)nullptr, 100, "a b", (unsigned)-1), 6u);
+    EXPECT_EQ(KivStrEncodeURL((wchar_t*)nullptr, 100, L"a b", (unsigned)-1), 6u);
+    EXPECT_EQ(KivStrDecodeURL((char*)nullptr, 100, "a%20b", (unsigned)-1), 4u);
+    EXPECT_EQ(KivStrDecodeURL((wchar_t*)nullptr, 100, "%C3%A9", (unsigned)-1), 2u);
+    EXPECT_EQ(KivStrEncodeXML((char*)nullptr, 100, "<", (unsigned)-1), 5u);
+    EXPECT_EQ(KivStrDecodeCPP((wchar_t*)nullptr, 100, L"\\n", (unsigned)-1), 2u);
+}

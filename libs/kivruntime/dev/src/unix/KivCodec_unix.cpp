@@ -491,6 +491,16 @@ unsigned int DecodeCPP(T* dst, unsigned int cap, const T* src, unsigned int n)
 
 /* ---- base64 ---- */
 
+/* Stores one base64 group of three bytes b as four elements at p. */
+template <typename T>
+inline void PutGroup(T* p, const char* a, uint32_t b)
+{
+    p[0] = (T)a[(b >> 18) & 63];
+    p[1] = (T)a[(b >> 12) & 63];
+    p[2] = (T)a[(b >> 6) & 63];
+    p[3] = (T)a[b & 63];
+}
+
 template <typename T>
 unsigned int UUEncode(T* dst, unsigned int cap, const void* src, unsigned int n, int lineBreaks)
 {
@@ -498,18 +508,48 @@ unsigned int UUEncode(T* dst, unsigned int cap, const void* src, unsigned int n,
     n = SourceLength((const char*)src, n);
     TKivTextOut<T> w(dst, cap);
     const char* a = s_acUUEncode;
-    unsigned int groupsLeft = 16;
+    /* Groups left before the next CR LF; without line breaks it never
+     * reaches 0. */
+    unsigned int groupsLeft = lineBreaks ? 16 : kAll;
     unsigned int i = 0;
 
-    /* Three bytes in, four characters out per step. */
-    for (; n - i >= 3; i += 3) {
-        unsigned int b0 = s[i], b1 = s[i + 1], b2 = s[i + 2];
-        w.Put4((T)a[b0 >> 2], (T)a[((b0 & 3) << 4) | (b1 >> 4)], (T)a[((b1 & 15) << 2) | (b2 >> 6)],
-               (T)a[b2 & 63]);
-        if (lineBreaks && --groupsLeft == 0) {
+    while (n - i >= 3 && !w.full) {
+        /* Run of whole groups that surely fit and need no line break:
+         * three bytes in, four elements out, no checks per group. */
+        unsigned int run = (n - i) / 3;
+        if (run > groupsLeft)
+            run = groupsLeft;
+        if (run > w.Room() / 4)
+            run = w.Room() / 4;
+        T* p = w.dst + w.written;
+        for (unsigned int g = 0; g < run; g++, i += 3, p += 4)
+            PutGroup(p, a, ((uint32_t)s[i] << 16) | ((uint32_t)s[i + 1] << 8) | s[i + 2]);
+        w.written += 4 * run;
+        w.total += 4 * run;
+        if (lineBreaks)
+            groupsLeft -= run;
+
+        if (run == 0) {
+            /* The next group does not fit: this ends writing. */
+            w.Account(4);
+            i += 3;
+            if (lineBreaks)
+                groupsLeft--;
+        }
+        if (groupsLeft == 0) {
             w.PutAscii("\r\n", 2);
             groupsLeft = 16;
         }
+    }
+
+    if (w.full) {
+        /* Writing has ended: only count what the rest would need, the
+         * line breaks included. */
+        unsigned int groups = (n - i) / 3 + ((n - i) % 3 != 0);
+        w.total += 4 * groups;
+        if (lineBreaks && groups >= groupsLeft)
+            w.total += 2 * (1 + (groups - groupsLeft) / 16);
+        return w.Finish();
     }
 
     unsigned int rest = n - i;
@@ -530,6 +570,44 @@ unsigned int UUEncode(T* dst, unsigned int cap, const void* src, unsigned int n,
 inline int UUSkipped(char c) { return (signed char)c <= 32; }
 inline int UUSkipped(wchar_t c) { return (int32_t)c <= 32; }
 
+/*
+ * Decoding tables for whole groups: for each position in a group of four,
+ * the 6-bit value of every alphabet byte already shifted into place, and
+ * bit 31 for every other byte.  One OR of four look-ups gives the 24 bits
+ * of a group and, in bit 31, whether any of its characters is outside the
+ * alphabet.  Built at compile time from the same alphabet as s_acUUEncode.
+ */
+constexpr char kUUAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+struct TKivUUQuadTables {
+    uint32_t at[4][256];
+};
+
+constexpr TKivUUQuadTables MakeUUQuadTables()
+{
+    TKivUUQuadTables q{};
+    for (int c = 0; c < 256; c++) {
+        int v = -1;
+        for (int k = 0; k < 64; k++)
+            if ((unsigned char)kUUAlphabet[k] == c)
+                v = k;
+        for (int pos = 0; pos < 4; pos++)
+            q.at[pos][c] = v < 0 ? 0x80000000u : (uint32_t)v << (18 - 6 * pos);
+    }
+    return q;
+}
+
+constexpr TKivUUQuadTables s_uuQuad = MakeUUQuadTables();
+
+/* The 24 bits of the group of four elements at p, with bit 31 set when one
+ * of them is outside the alphabet (a zero element included). */
+template <typename T>
+inline uint32_t UUQuad(const T* p)
+{
+    return s_uuQuad.at[0][Low(p[0])] | s_uuQuad.at[1][Low(p[1])] | s_uuQuad.at[2][Low(p[2])] |
+           s_uuQuad.at[3][Low(p[3])];
+}
+
 template <typename T>
 unsigned int UUDecode(void* dst, unsigned int cap, const T* src, unsigned int n)
 {
@@ -541,52 +619,50 @@ unsigned int UUDecode(void* dst, unsigned int cap, const T* src, unsigned int n)
     unsigned int count = 0, i = 0;
 
     for (;;) {
+        /* Runs of whole groups, four elements in and three bytes out per
+         * step: first as many as can be stored, then, once the destination
+         * is full, only counted.  A group that is not four alphabet
+         * characters leaves the run and is dealt with below. */
+        unsigned int run = (n - i) / 4;
+        if (count <= cap && (cap - count) / 3 < run)
+            run = (cap - count) / 3;
+        else if (count > cap)
+            run = 0;
+        for (const T* p = src + i; run > 0; run--, p += 4, i += 4, count += 3) {
+            uint32_t v = UUQuad(p);
+            if (v >> 31)
+                break;
+            out[count] = (unsigned char)(v >> 16);
+            out[count + 1] = (unsigned char)(v >> 8);
+            out[count + 2] = (unsigned char)v;
+        }
+        if (count >= cap)
+            for (; n - i >= 4; i += 4, count += 3)
+                if (UUQuad(src + i) >> 31)
+                    break;
+
         /* Blanks and control characters between groups, never inside one. */
         while (i < n && src[i] != 0 && UUSkipped(src[i]))
             i++;
         if (i >= n || src[i] == 0)
             break;
 
-        /* A zero element, a missing element or a low byte outside the
-         * alphabet all look up as 0x40, which is what stops decoding. */
+        /* One group by hand: a zero element, a missing element or a low
+         * byte outside the alphabet all count 0x40, which stops decoding. */
         unsigned int left = n - i;
         unsigned int v0 = d[Low(src[i])];
         unsigned int v1 = left > 1 ? d[Low(src[i + 1])] : 0x40;
         unsigned int v2 = left > 2 ? d[Low(src[i + 2])] : 0x40;
         unsigned int v3 = left > 3 ? d[Low(src[i + 3])] : 0x40;
-
-        if ((v0 | v1 | v2 | v3) < 0x40) {
-            /* Whole group: three bytes per step. */
-            if (count <= cap && cap - count >= 3) {
-                out[count] = (unsigned char)((v0 << 2) | (v1 >> 4));
-                out[count + 1] = (unsigned char)(((v1 << 4) | (v2 >> 2)) & 0xFF);
-                out[count + 2] = (unsigned char)(((v2 << 6) | v3) & 0xFF);
-            } else {
-                unsigned char b[3] = {(unsigned char)((v0 << 2) | (v1 >> 4)),
-                                      (unsigned char)(((v1 << 4) | (v2 >> 2)) & 0xFF),
-                                      (unsigned char)(((v2 << 6) | v3) & 0xFF)};
-                for (unsigned int k = 0; k < 3; k++)
-                    if (count + k < cap)
-                        out[count + k] = b[k];
-            }
-            count += 3;
-            i += 4;
-            continue;
-        }
-
-        /* A short or padded group ends decoding after what it holds. */
-        if ((v0 | v1) >= 0x40)
-            break;
-        if (count < cap)
-            out[count] = (unsigned char)((v0 << 2) | (v1 >> 4));
-        count++;
-        if (v2 >= 0x40)
-            break;
-        if (count < cap)
-            out[count] = (unsigned char)(((v1 << 4) | (v2 >> 2)) & 0xFF);
-        count++;
-        /* v3 is invalid here, or the whole group would have been taken. */
-        break;
+        unsigned char b[3] = {(unsigned char)((v0 << 2) | (v1 >> 4)), (unsigned char)(((v1 << 4) | (v2 >> 2)) & 0xFF),
+                              (unsigned char)(((v2 << 6) | v3) & 0xFF)};
+        unsigned int got = (v0 | v1) >= 0x40 ? 0 : v2 >= 0x40 ? 1 : v3 >= 0x40 ? 2 : 3;
+        for (unsigned int k = 0; k < got; k++, count++)
+            if (count < cap)
+                out[count] = b[k];
+        if (got < 3)
+            break; /* a short or padded group ends decoding */
+        i += 4;
     }
     return count;
 }

@@ -23,11 +23,12 @@
  * position and nothing more is written, while the rest of the input is still
  * converted and counted.  Result: the elements written (terminator excluded)
  * when everything fitted, otherwise the elements the whole output needs plus
- * one.  With capacity 0 nothing is written and the destination may be null.
+ * one.  With capacity 0 nothing is written and the destination may be null;
+ * a null destination is always taken as capacity 0, whatever cap says.
  *
  * Binary output (KivStrDecodeHex, KivStrUUDecode): the first cap bytes are
  * stored, nothing is terminated, and the result is the number of bytes the
- * whole input decodes to.
+ * whole input decodes to.  A null destination stores nothing.
  *
  * Malformed input is never an error: non-hex digits count 0, unknown
  * entities and escapes pass through, base64 decoding stops at the first
@@ -49,7 +50,7 @@ extern const unsigned char s_abUUDecode[256];
 /* Two upper-case hex digits per byte.  All or nothing: when cap <= 2n
  * nothing at all is written (not even a terminator) and the result is
  * 2n + 1; otherwise the 2n digits and a terminator are written and the
- * result is 2n. */
+ * result is 2n.  A null destination is "too small" at any capacity. */
 unsigned int KivStrEncodeHex(char* dst, unsigned int cap, const unsigned char* src, unsigned int n);
 unsigned int KivStrEncodeHex(wchar_t* dst, unsigned int cap, const unsigned char* src, unsigned int n);
 
