@@ -2,7 +2,8 @@
 # description, a listening test host on the real socket path, the records
 # and the whole job log; the host vanishing; allocation limits.
 corvane_add_gtest(integration_jobs
-  SOURCES ${AREA_DIR}/test_jobs_typical.cpp ${AREA_DIR}/backend_run.cpp
+  SOURCES ${AREA_DIR}/test_jobs_typical.cpp ${AREA_DIR}/test_jobs_streams.cpp
+          ${AREA_DIR}/test_jobs_failures.cpp ${AREA_DIR}/backend_run.cpp
   LIBS corvane_protocol
   LOCK kivprinter_sock
   TIMEOUT 300)
