@@ -10,3 +10,12 @@ corvane_add_gtest(foundation_lookup
   LIBS corvane_protocol
   TIMEOUT 120)
 add_dependencies(foundation_lookup CorvaneBackend)
+
+# Jobs from start to exit status: input, connection to the host socket
+# (its fixed path, hence the lock), close-on-exec, the normal end.
+corvane_add_gtest(foundation_driver
+  SOURCES ${AREA_DIR}/test_driver.cpp ${FOUNDATION_RUN}
+  LIBS corvane_protocol
+  LOCK kivprinter_sock
+  TIMEOUT 120)
+add_dependencies(foundation_driver CorvaneBackend)
