@@ -6,7 +6,8 @@ set(FOUNDATION_RUN ${AREA_DIR}/backend_run.cpp)
 # Runs without arguments or with failing arguments only: never touches the
 # host socket.
 corvane_add_gtest(foundation_lookup
-  SOURCES ${AREA_DIR}/test_lookup.cpp ${AREA_DIR}/test_lookup_responder.cpp ${FOUNDATION_RUN}
+  SOURCES ${AREA_DIR}/test_lookup.cpp ${AREA_DIR}/test_lookup_responder.cpp
+          ${AREA_DIR}/test_cupsd_fixture.cpp ${FOUNDATION_RUN}
   LIBS corvane_protocol
   TIMEOUT 120)
 add_dependencies(foundation_lookup CorvaneBackend)
