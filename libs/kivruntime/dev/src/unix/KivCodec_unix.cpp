@@ -16,8 +16,12 @@
 #include <string.h>
 #include <wchar.h>
 
+/* The base64 alphabet, spelled once for the public table and for the
+ * compile-time decoding tables below. */
+#define KIV_UU_ALPHABET "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"
+
 /* Base64 alphabet, shared with whoever needs the encoded form. */
-const char s_acUUEncode[65] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+const char s_acUUEncode[65] = KIV_UU_ALPHABET;
 
 /* Reverse table: 6-bit value of each alphabet byte, 0x40 for all others.
  * Written out rather than built at start-up so that it is read-only data
@@ -577,7 +581,7 @@ inline int UUSkipped(wchar_t c) { return (int32_t)c <= 32; }
  * of a group and, in bit 31, whether any of its characters is outside the
  * alphabet.  Built at compile time from the same alphabet as s_acUUEncode.
  */
-constexpr char kUUAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr char kUUAlphabet[] = KIV_UU_ALPHABET;
 
 struct TKivUUQuadTables {
     uint32_t at[4][256];
