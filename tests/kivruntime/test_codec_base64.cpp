@@ -84,7 +84,7 @@ TEST(CodecBase64, Tables)
         }
     }
     EXPECT_EQ(valid, 64);
-    EXPECT_EQ(s_abUUDecode['='], 0x40);
+    EXPECT_EQ(s_abUUDecode[(unsigned char)'='], 0x40);
 }
 
 TEST(CodecBase64, EncodeExamplesBothOverloads)
