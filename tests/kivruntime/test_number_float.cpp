@@ -290,13 +290,13 @@ const CoreCase kCoreTable[] = {
     {0x1.1b3ab43ea26b2p-17, 3, 1, "844", -5, 0},
 };
 
-TEST(FloatCore, Table)
+TEST(KivFloatCore, Table)
 {
     for (const CoreCase& c : kCoreTable)
         expectCore(c.value, c.digits, c.significant, c.text, c.point, c.negative);
 }
 
-TEST(FloatCore, RoundingCarries)
+TEST(KivFloatCore, RoundingCarries)
 {
     expectCore(9.995, 3, 1, "999", 1, 0); /* 9.995 is 9.99499999... in binary */
     expectCore(9.995, 2, 0, "999", 1, 0);
@@ -315,7 +315,7 @@ TEST(FloatCore, RoundingCarries)
     expectCore(-42.125, 2, 0, "4213", 2, 1);
 }
 
-TEST(FloatCore, ZeroAndSign)
+TEST(KivFloatCore, ZeroAndSign)
 {
     expectCore(0.0, 3, 1, "000", 0, 0);
     expectCore(0.0, 3, 0, "000", 0, 0);
@@ -324,7 +324,7 @@ TEST(FloatCore, ZeroAndSign)
     expectCore(-1.5, 2, 1, "15", 1, 1);
 }
 
-TEST(FloatCore, SmallAndLargeValues)
+TEST(KivFloatCore, SmallAndLargeValues)
 {
     expectCore(0.0004, 2, 0, "", -3, 0); /* last digit before the buffer */
     expectCore(1e308, 17, 1, "10000000000000007", 309, 0);
@@ -340,7 +340,7 @@ TEST(FloatCore, SmallAndLargeValues)
     expectCore(1e-300, 309, 0, "1000000000", -299, 0);
 }
 
-TEST(FloatCore, DigitLimits)
+TEST(KivFloatCore, DigitLimits)
 {
     /* Above 310 is 310. */
     expectCore(1.0, 310, 1, "1" + std::string(309, '0'), 1, 0);
@@ -362,14 +362,14 @@ TEST(FloatCore, DigitLimits)
     expectCore(DBL_MAX, INT_MIN, 0, "", 309, 0);
 }
 
-TEST(FloatCore, InfinityAndNaN)
+TEST(KivFloatCore, InfinityAndNaN)
 {
     expectCore(INFINITY, 5, 1, "inf", 0, 0);
     expectCore(-INFINITY, 5, 0, "inf", 0, 1);
     expectCore(NAN, 5, 1, "nan", 0, 0);
 }
 
-TEST(FloatCore, NullPointers)
+TEST(KivFloatCore, NullPointers)
 {
     int p = 7;
     int n = 7;
@@ -384,7 +384,7 @@ TEST(FloatCore, NullPointers)
 /* Where the classic method is accurate enough - 10 significant digits of
  * values within 1e-30..1e30, or 6 decimals of values below 1e9 - its digits
  * equal the exactly rounded ones of printf. */
-TEST(FloatCore, AgreesWithPrintfAtModeratePrecision)
+TEST(KivFloatCore, AgreesWithPrintfAtModeratePrecision)
 {
     std::mt19937_64 rng(424242);
     char core[KIV_FLOAT_CORE_BUFFER];
@@ -458,7 +458,7 @@ void expectGeneral(double value, int precision, const std::string& expected)
     expectEx(value, precision, KIVFLOAT_GENERAL, 0, 0, 0, expected);
 }
 
-TEST(FloatFormat, FixedBasics)
+TEST(KivFloatFormat, FixedBasics)
 {
     expectFixed(3.14159, 2, "3.14");
     expectFixed(3.14159, 0, "3");
@@ -471,7 +471,7 @@ TEST(FloatFormat, FixedBasics)
     expectFixed(0.25, 400, "0.25" + std::string(307, '0')); /* 309 decimals at most */
 }
 
-TEST(FloatFormat, FixedRoundingCarries)
+TEST(KivFloatFormat, FixedRoundingCarries)
 {
     expectFixed(9.995, 2, "9.99"); /* below the half in binary */
     expectFixed(9.996, 2, "10.00");
@@ -488,7 +488,7 @@ TEST(FloatFormat, FixedRoundingCarries)
     expectFixed(-0.0004, 2, "-0.00"); /* a negative value that rounds to zero keeps its sign */
 }
 
-TEST(FloatFormat, FixedZero)
+TEST(KivFloatFormat, FixedZero)
 {
     expectFixed(0.0, 2, "0.00");
     expectFixed(0.0, 0, "0");
@@ -496,7 +496,7 @@ TEST(FloatFormat, FixedZero)
     expectFixed(-0.0, 0, "-0");
 }
 
-TEST(FloatFormat, FixedLargeAndSmall)
+TEST(KivFloatFormat, FixedLargeAndSmall)
 {
     expectFixed(1e22, 0, "10000000000000000000000");
     expectFixed(9223372036854775808.0, 0, "9223372036854776000"); /* digits of the classic method */
@@ -511,7 +511,7 @@ TEST(FloatFormat, FixedLargeAndSmall)
     expectFixed(1e-300, 309, "0." + std::string(299, '0') + "1" + std::string(9, '0'));
 }
 
-TEST(FloatFormat, Exponent)
+TEST(KivFloatFormat, Exponent)
 {
     expectExp(9.995, 2, "9.99e+00");
     expectExp(9.996, 2, "1.00e+01");
@@ -533,7 +533,7 @@ TEST(FloatFormat, Exponent)
     expectExp(2.0, -1, "2.000000e+00");
 }
 
-TEST(FloatFormat, General)
+TEST(KivFloatFormat, General)
 {
     expectGeneral(0.0001, 6, "0.0001");
     expectGeneral(0.00001, 6, "1e-05");
@@ -562,7 +562,7 @@ TEST(FloatFormat, General)
     expectGeneral(120000.0, 2, "1.2e+05");
 }
 
-TEST(FloatFormat, WidthPaddingAndSign)
+TEST(KivFloatFormat, WidthPaddingAndSign)
 {
     expectEx(3.14159, 2, KIVFLOAT_FIXED, 8, 0, KIVFLOAT_PAD_SPACE, "    3.14");
     expectEx(3.14159, 2, KIVFLOAT_FIXED, 8, 0, KIVFLOAT_PAD_ZERO, "00003.14");
@@ -585,7 +585,7 @@ TEST(FloatFormat, WidthPaddingAndSign)
     expectEx(1.5, 1, -1, 5, 0, -1, "  1.5");
 }
 
-TEST(FloatFormat, InfinityAndNaN)
+TEST(KivFloatFormat, InfinityAndNaN)
 {
     expectFixed(INFINITY, 2, "inf");
     expectFixed(-INFINITY, 2, "-inf");
@@ -602,7 +602,7 @@ TEST(FloatFormat, InfinityAndNaN)
     expectEx(NAN, 2, KIVFLOAT_FIXED, 5, 0, KIVFLOAT_PAD_RIGHT, "nan  ");
 }
 
-TEST(FloatFormat, HugeWidthIsCountedNotWritten)
+TEST(KivFloatFormat, HugeWidthIsCountedNotWritten)
 {
     char buf[16 + 4];
     std::memset(buf, 'x', sizeof buf);
@@ -618,7 +618,7 @@ TEST(FloatFormat, HugeWidthIsCountedNotWritten)
     EXPECT_EQ("1.5" + std::string(12, ' '), std::string(buf));
 }
 
-TEST(FloatFormat, Float2StrIsFixedWithDefaults)
+TEST(KivFloatFormat, Float2StrIsFixedWithDefaults)
 {
     const double values[] = {0.0, -0.0, 1.0, -2.5, 3.14159, 1e-7, 6.02214076e23, DBL_MAX, -DBL_MIN,
                              INFINITY, NAN};
@@ -636,7 +636,7 @@ TEST(FloatFormat, Float2StrIsFixedWithDefaults)
     }
 }
 
-TEST(FloatFormat, ExplicitInstantiations)
+TEST(KivFloatFormat, ExplicitInstantiations)
 {
     char buf[32];
     wchar_t wbuf[32];

@@ -30,7 +30,7 @@ template <class F> void expectFormat(F f, const std::string& expected)
     expectFormatBoth(f, f, expected);
 }
 
-TEST(NumberFormat, Long2StrNegativeInRadix16IsTwosComplement)
+TEST(KivNumberFormat, Long2StrNegativeInRadix16IsTwosComplement)
 {
     char buf[16];
     EXPECT_EQ(8u, KivLONG2Str(-255, buf, 16, 16));
@@ -41,7 +41,7 @@ TEST(NumberFormat, Long2StrNegativeInRadix16IsTwosComplement)
     expectFormat([](auto* d, unsigned int c) { return KivLONG2Str(-255, d, c, 16); }, "FFFFFF01");
 }
 
-TEST(NumberFormat, Long2StrNegativeInRadix10HasSign)
+TEST(KivNumberFormat, Long2StrNegativeInRadix10HasSign)
 {
     char buf[16];
     EXPECT_EQ(4u, KivLONG2Str(-255, buf, 16, 10));
@@ -49,7 +49,7 @@ TEST(NumberFormat, Long2StrNegativeInRadix10HasSign)
     expectFormat([](auto* d, unsigned int c) { return KivLONG2Str(-255, d, c, 10); }, "-255");
 }
 
-TEST(NumberFormat, ForceSignAndMinDigitsInRadix10)
+TEST(KivNumberFormat, ForceSignAndMinDigitsInRadix10)
 {
     char buf[16];
     EXPECT_EQ(4u, TInt2Str(5, buf, 16, 10, 1, 3));
@@ -60,7 +60,7 @@ TEST(NumberFormat, ForceSignAndMinDigitsInRadix10)
     expectFormat([](auto* d, unsigned int c) { return TInt2Str(5, d, c, 10, 1, 3); }, "+005");
 }
 
-TEST(NumberFormat, NoSignOutsideRadix10)
+TEST(KivNumberFormat, NoSignOutsideRadix10)
 {
     char buf[16];
     EXPECT_EQ(3u, TInt2Str(5, buf, 16, 16, 1, 3));
@@ -73,7 +73,7 @@ TEST(NumberFormat, NoSignOutsideRadix10)
                  std::string(32, '1'));
 }
 
-TEST(NumberFormat, RadixOneIsBinaryAndRadix37IsRadix36)
+TEST(KivNumberFormat, RadixOneIsBinaryAndRadix37IsRadix36)
 {
     expectFormat([](auto* d, unsigned int c) { return KivLONG2Str(5, d, c, 1); }, "101");
     expectFormat([](auto* d, unsigned int c) { return KivLONG2Str(35, d, c, 37); }, "Z");
@@ -86,7 +86,7 @@ TEST(NumberFormat, RadixOneIsBinaryAndRadix37IsRadix36)
     expectFormat([](auto* d, unsigned int c) { return KivDWORD2Str(1295, d, c, 1000); }, "ZZ");
 }
 
-TEST(NumberFormat, ZeroMeasuresAsTwo)
+TEST(KivNumberFormat, ZeroMeasuresAsTwo)
 {
     EXPECT_EQ(2u, KivDWORD2Str(0, (char*)0, 0, 10));
     EXPECT_EQ(2u, KivDWORD2Str(0, (wchar_t*)0, 0, 10));
@@ -105,7 +105,7 @@ TEST(NumberFormat, ZeroMeasuresAsTwo)
     expectFormat([](auto* d, unsigned int c) { return TInt2Str(0, d, c, 10, 1, 0); }, "+0");
 }
 
-TEST(NumberFormat, ExtremesOf32Bits)
+TEST(KivNumberFormat, ExtremesOf32Bits)
 {
     expectFormat([](auto* d, unsigned int c) { return KivLONG2Str(INT_MIN, d, c, 10); }, "-2147483648");
     expectFormat([](auto* d, unsigned int c) { return KivLONG2Str(INT_MIN, d, c, 16); }, "80000000");
@@ -127,7 +127,7 @@ TEST(NumberFormat, ExtremesOf32Bits)
     expectFormat([](auto* d, unsigned int c) { return TInt2Str(UINT_MAX, d, c, 10, 1, 0); }, "+4294967295");
 }
 
-TEST(NumberFormat, ExtremesOf64Bits)
+TEST(KivNumberFormat, ExtremesOf64Bits)
 {
     expectFormat([](auto* d, unsigned int c) { return KivLONGLONG2Str(LLONG_MIN, d, c, 10); },
                  "-9223372036854775808");
@@ -154,7 +154,7 @@ TEST(NumberFormat, ExtremesOf64Bits)
     expectFormat([](auto* d, unsigned int c) { return KivLONGLONG2Str(-4294967296LL, d, c, 10); }, "-4294967296");
 }
 
-TEST(NumberFormat, MinDigits)
+TEST(KivNumberFormat, MinDigits)
 {
     expectFormat([](auto* d, unsigned int c) { return TInt2Str(7, d, c, 10, 0, 0); }, "7");
     expectFormat([](auto* d, unsigned int c) { return TInt2Str(7, d, c, 10, 0, 1); }, "7");
@@ -176,7 +176,7 @@ TEST(NumberFormat, MinDigits)
                  "-" + std::string(22, '0') + "2147483648");
 }
 
-TEST(NumberFormat, ExplicitInstantiationsAreUsable)
+TEST(KivNumberFormat, ExplicitInstantiationsAreUsable)
 {
     char buf[80];
     wchar_t wbuf[80];
@@ -231,7 +231,7 @@ template <class F> std::string formatted(F f)
     return s;
 }
 
-TEST(NumberFormat, EveryRadixFrom0To37)
+TEST(KivNumberFormat, EveryRadixFrom0To37)
 {
     const long long values[] = {0, 1, 7, 35, 36, 1295, 123456789, -1, -2, -123456789,
                                 INT_MAX, INT_MIN, LLONG_MAX, LLONG_MIN, 0x0123456789ABCDEFLL};
@@ -278,7 +278,7 @@ TEST(NumberFormat, EveryRadixFrom0To37)
     }
 }
 
-TEST(NumberFormat, NullDestinationWithCapacityOnlyMeasures)
+TEST(KivNumberFormat, NullDestinationWithCapacityOnlyMeasures)
 {
     EXPECT_EQ(5u, KivLONG2Str(-255, (char*)0, 100, 10));
     EXPECT_EQ(5u, KivLONG2Str(-255, (wchar_t*)0, 100, 10));

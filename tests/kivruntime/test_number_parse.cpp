@@ -117,7 +117,7 @@ void expectAllInts(const std::string& text, int radix, unsigned long long value6
 
 /* ---- integer parsing ---- */
 
-TEST(NumberParse, AutomaticRadixHex)
+TEST(KivNumberParse, AutomaticRadixHex)
 {
     const char* text = "  0x1fG";
     const char* end = 0;
@@ -129,7 +129,7 @@ TEST(NumberParse, AutomaticRadixHex)
     expectAllInts("0xfFfFfFfF", 0, 0xFFFFFFFFu, 10);
 }
 
-TEST(NumberParse, AutomaticRadixOctal)
+TEST(KivNumberParse, AutomaticRadixOctal)
 {
     const char* end = 0;
     EXPECT_EQ(15u, KivStr2DWORD("017", 0, &end));
@@ -141,7 +141,7 @@ TEST(NumberParse, AutomaticRadixOctal)
     expectAllInts("00", 0, 0, 2);
 }
 
-TEST(NumberParse, AutomaticRadixDecimal)
+TEST(KivNumberParse, AutomaticRadixDecimal)
 {
     expectAllInts("123", 0, 123, 3);
     expectAllInts("-123", 0, 0ULL - 123, 4);
@@ -151,7 +151,7 @@ TEST(NumberParse, AutomaticRadixDecimal)
     expectAllInts("-017", 0, 0ULL - 17, 4);
 }
 
-TEST(NumberParse, NoDigitEndsAfterWhiteSpacePrefixAndSign)
+TEST(KivNumberParse, NoDigitEndsAfterWhiteSpacePrefixAndSign)
 {
     const char* text = "0x";
     const char* end = 0;
@@ -170,7 +170,7 @@ TEST(NumberParse, NoDigitEndsAfterWhiteSpacePrefixAndSign)
     expectAllInts(" \t\n\v\f\r", 16, 0, 6);
 }
 
-TEST(NumberParse, SignOnlyInRadix10)
+TEST(KivNumberParse, SignOnlyInRadix10)
 {
     const char* text = "-12";
     const char* end = 0;
@@ -185,14 +185,14 @@ TEST(NumberParse, SignOnlyInRadix10)
     expectAllInts("-12", 37, 0, 0);
 }
 
-TEST(NumberParse, ExplicitRadixSkipsNoPrefix)
+TEST(KivNumberParse, ExplicitRadixSkipsNoPrefix)
 {
     expectAllInts("0x1f", 16, 0, 1);
     expectAllInts("017", 8, 15, 3);
     expectAllInts("017", 10, 17, 3);
 }
 
-TEST(NumberParse, WrapsSilently)
+TEST(KivNumberParse, WrapsSilently)
 {
     const char* end = 0;
     EXPECT_EQ(0u, KivStr2DWORD("4294967296", 10, &end));
@@ -210,7 +210,7 @@ TEST(NumberParse, WrapsSilently)
     EXPECT_EQ(ULLONG_MAX, KivStr2QWORD("-1", 10));
 }
 
-TEST(NumberParse, ExtremeValues)
+TEST(KivNumberParse, ExtremeValues)
 {
     EXPECT_EQ(INT_MIN, KivStr2LONG("-2147483648", 10));
     EXPECT_EQ(INT_MIN, KivStr2LONG("2147483648", 10));
@@ -236,7 +236,7 @@ TEST(NumberParse, ExtremeValues)
     EXPECT_EQ(LLONG_MIN, KivStr2LONGLONG(L"-9223372036854775808", 0));
 }
 
-TEST(NumberParse, EveryRadixFrom0To37)
+TEST(KivNumberParse, EveryRadixFrom0To37)
 {
     /* Texts made of every digit of the radix in mixed case followed by the
      * first character that is not one, checked against strtoull (which
@@ -268,7 +268,7 @@ TEST(NumberParse, EveryRadixFrom0To37)
     }
 }
 
-TEST(NumberParse, NullText)
+TEST(KivNumberParse, NullText)
 {
     const char* end = "x";
     EXPECT_EQ(0u, KivStr2DWORD((const char*)0, 10, &end));
@@ -313,7 +313,7 @@ TEST(NumberParse, NullText)
     EXPECT_EQ(0, KivStr2LONG((const wchar_t*)0, 10));
 }
 
-TEST(NumberParse, WithoutEndPointer)
+TEST(KivNumberParse, WithoutEndPointer)
 {
     EXPECT_EQ(31u, KivStr2DWORD("  0x1fG", 0));
     EXPECT_EQ(31u, KivStr2DWORD(L"  0x1fG", 0));
@@ -330,7 +330,7 @@ TEST(NumberParse, WithoutEndPointer)
     EXPECT_EQ(-7, TStr2Int(L"-7", 10, 0));
 }
 
-TEST(NumberParse, TemplateInstantiations)
+TEST(KivNumberParse, TemplateInstantiations)
 {
     const char* end = 0;
     EXPECT_EQ(-42, (TStr2Int<char, int, unsigned int>("-42", 10, &end)));
@@ -346,7 +346,7 @@ TEST(NumberParse, TemplateInstantiations)
     EXPECT_EQ(ULONG_MAX, (TStr2Int<wchar_t, unsigned long>(L"-1", 10, nullptr)));
 }
 
-TEST(NumberParse, OnlyAsciiDigitsAndSpaces)
+TEST(KivNumberParse, OnlyAsciiDigitsAndSpaces)
 {
     /* Bytes with the high bit set are not digits or spaces, whatever the
      * signedness of char. */
@@ -377,7 +377,7 @@ TEST(NumberParse, OnlyAsciiDigitsAndSpaces)
     EXPECT_EQ(wide4, wend);
 }
 
-TEST(NumberParse, LocaleDoesNotChangeResults)
+TEST(KivNumberParse, LocaleDoesNotChangeResults)
 {
     /* The parsers' white space is the fixed ASCII set: C.UTF-8 classifies
      * U+00A0 and U+2003 as spaces (iswspace), the parsers do not. */
@@ -409,7 +409,7 @@ void expectFloat(const std::string& text, double value, long consumed)
     EXPECT_EQ(consumed, p.end) << "text \"" << text << "\"";
 }
 
-TEST(NumberParseFloat, SignAloneIsNegativeZero)
+TEST(KivNumberParseFloat, SignAloneIsNegativeZero)
 {
     const char* end = 0;
     double v = KivStr2Float("-", &end);
@@ -423,7 +423,7 @@ TEST(NumberParseFloat, SignAloneIsNegativeZero)
     expectFloat("-0.000", -0.0, 6);
 }
 
-TEST(NumberParseFloat, ExponentWithoutMantissa)
+TEST(KivNumberParseFloat, ExponentWithoutMantissa)
 {
     const char* text = "e5";
     const char* end = 0;
@@ -436,7 +436,7 @@ TEST(NumberParseFloat, ExponentWithoutMantissa)
     expectFloat("east", 0.0, 1);
 }
 
-TEST(NumberParseFloat, Mantissa)
+TEST(KivNumberParseFloat, Mantissa)
 {
     expectFloat("1.5", 1.5, 3);
     expectFloat("  -2.25x", -2.25, 7);
@@ -465,7 +465,7 @@ TEST(NumberParseFloat, Mantissa)
     expectFloat("0." + std::string(400, '0') + "1", 0.0, 403);
 }
 
-TEST(NumberParseFloat, Exponent)
+TEST(KivNumberParseFloat, Exponent)
 {
     expectFloat("1.5e3", 1500.0, 5);
     expectFloat("1.5E+3", 1500.0, 6);
@@ -491,7 +491,7 @@ TEST(NumberParseFloat, Exponent)
     expectFloat("1e4294967297", 10.0, 12);
 }
 
-TEST(NumberParseFloat, ShortDecimalsAreExactlyRounded)
+TEST(KivNumberParseFloat, ShortDecimalsAreExactlyRounded)
 {
     /* Up to 15 significant digits and 15 decimals the mantissa is one exact
      * integer divided by an exact power of ten: the nearest double, as
