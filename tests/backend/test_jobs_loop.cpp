@@ -3,10 +3,12 @@
  * records, malformed and unknown commands, the loop's failure return, and
  * repeated in-process runs.
  */
+#include <fcntl.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -293,4 +295,135 @@ TEST(JobsLoop, RepeatedInProcessRunsReleaseEverything)
     print_job_release(job);  /* twice is harmless */
     delete job;
   }
+}
+
+/*
+ * The records of ENDPAGE that a host can only miss in the middle of the
+ * page: the job's socket is a non-blocking pipe of one page whose room is
+ * exactly what the records before the failing one need, so the failing
+ * write finds it full.
+ */
+struct TightRun
+{
+  int result = -1;
+  std::string err;
+  std::string written;   /* what reached the pipe after the filler */
+};
+
+static TightRun runTight(const std::string &stream, size_t room)
+{
+  TightRun t;
+  int fds[2];
+  if (pipe(fds) != 0)
+    return t;
+  if (fcntl(fds[1], F_SETPIPE_SZ, 4096) != 4096)
+  {
+    close(fds[0]);
+    close(fds[1]);
+    return t;
+  }
+  fcntl(fds[1], F_SETFL, O_NONBLOCK);
+  std::string filler(4096 - room, 'f');
+  if (write(fds[1], filler.data(), filler.size()) != (ssize_t)filler.size())
+    return t;
+  TempDir dir;
+  EXPECT_TRUE(writeFile(dir.path + "/in", stream));
+  _cups_file_s *fp = cups_file_new(open((dir.path + "/in").c_str(), O_RDONLY), 0);
+  print_job_s *job = new print_job_s;
+  print_job_init(job, fds[1], "Office", 1);
+  StderrCapture cap;
+  cap.begin();
+  t.result = command_loop(job, fp);
+  t.err = cap.end();
+  print_job_release(job);
+  delete job;
+  cups_file_close(fp);
+  std::string all;
+  char buf[8192];
+  fcntl(fds[0], F_SETFL, O_NONBLOCK);
+  ssize_t n;
+  while ((n = read(fds[0], buf, sizeof(buf))) > 0)
+    all.append(buf, (size_t)n);
+  t.written = all.substr(filler.size());
+  close(fds[0]);
+  close(fds[1]);
+  return t;
+}
+
+static const char kTightPage[] = "PAGE 0 0 612 792 0 0 0 300 300 0\nRASTER 4 1 3\n";
+
+static std::string tightStart()
+{
+  return "DEBUG: \"CorvaneBackend - PAGE 1 - value: 0 0 612 792 0 0 0 300 300 0\"\n"
+         "DEBUG: \"CorvaneBackend - PAGE 1 - Starting page - [0 0 612 792]\"\n"
+         "DEBUG: \"CorvaneBackend - PAGE - collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0\"\n"
+         "DEBUG: CorvaneBackend - PAGE -  0\n"
+         "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n"
+         "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 12 depth: 3 res: 0\n"
+         "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n"
+         "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_HDR sent\"\n";
+}
+
+TEST(JobsLoopTight, BitmapEndAndPageEndFailures)
+{
+  const std::string again = std::string("Writing to socket failed: ") + strerror(EAGAIN) + "\n";
+  std::string stream = std::string(kTightPage) + "ENDPAGE\nCOLORDEVICE 1\n";
+  TightRun t = runTight(stream, 44 + 32);
+  if (t.result == -1)
+    GTEST_SKIP() << "pipe size cannot be set here";
+  EXPECT_EQ(t.result, 0);
+  EXPECT_EQ(maskRasterAddress(t.err),
+            tightStart() +
+                "DEBUG: CorvaneBackend - bitmap bytesPerLine: 0 raster_w: 12 nLines: 0 alignPerLine: 0\n"
+                "DEBUG: \"CorvaneBackend - sendLines: 0 rwsize: 0\"\n" +
+                again + "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_BITMAP_END) FAILED\n");
+  EXPECT_EQ(t.written.size(), 76u);
+
+  t = runTight(stream, 44 + 32 + 12);
+  EXPECT_EQ(t.result, 0);
+  EXPECT_EQ(maskRasterAddress(t.err),
+            tightStart() +
+                "DEBUG: CorvaneBackend - bitmap bytesPerLine: 0 raster_w: 12 nLines: 0 alignPerLine: 0\n"
+                "DEBUG: \"CorvaneBackend - sendLines: 0 rwsize: 0\"\n"
+                "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_END sent\"\n" +
+                again + "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_PAGE_END) FAILED\n");
+  EXPECT_EQ(t.written.substr(76), le32(413) + le32(12) + le32(0));
+}
+
+TEST(JobsLoopTight, FragmentFixedPartAndDataFailures)
+{
+  const std::string again = std::string("Writing to socket failed: ") + strerror(EAGAIN) + "\n";
+  std::string stream = std::string(kTightPage) + lineCommand("abcdefghijkl") + "ENDPAGE\nCOLORDEVICE 1\n";
+  const std::string head = tightStart() +
+      "DEBUG: CorvaneBackend - bitmap bytesPerLine: 12 raster_w: 12 nLines: 1 alignPerLine: 0\n"
+      "DEBUG: \"CorvaneBackend - sendLines: 166666 rwsize: 1999992\"\n";
+  static const std::regex compressLine("DEBUG: \"CorvaneBackend - lzf_compress: ([0-9]+) sendLength: 12\"\n");
+
+  /* The fixed part meets the full pipe. */
+  TightRun t = runTight(stream, 44 + 32);
+  if (t.result == -1)
+    GTEST_SKIP() << "pipe size cannot be set here";
+  EXPECT_EQ(t.result, 0);
+  std::string err = maskRasterAddress(t.err);
+  ASSERT_EQ(err.substr(0, head.size()), head);
+  std::string rest = err.substr(head.size());
+  std::smatch m;
+  ASSERT_TRUE(std::regex_search(rest, m, compressLine)) << rest;
+  EXPECT_EQ(m.position(0), 0);
+  EXPECT_EQ(rest.substr(m.length(0)),
+            again + "DEBUG: CorvaneBackend - 1/1 socket_write(RCPACKET_PRN_BITMAP_FRAGMENT) FAILED\n");
+  EXPECT_EQ(t.written.size(), 76u);
+
+  /* The fixed part fits, its data does not. */
+  t = runTight(stream, 44 + 32 + 20);
+  EXPECT_EQ(t.result, 0);
+  err = maskRasterAddress(t.err);
+  ASSERT_EQ(err.substr(0, head.size()), head);
+  rest = err.substr(head.size());
+  ASSERT_TRUE(std::regex_search(rest, m, compressLine)) << rest;
+  EXPECT_EQ(rest.substr(m.length(0)),
+            again + "DEBUG: CorvaneBackend - 1/1 socket_write(RCPACKET_PRN_BITMAP_FRAGMENT) FAILED\n");
+  ASSERT_EQ(t.written.size(), 96u);
+  uint32_t packed = (uint32_t)std::stoul(m[1].str());
+  EXPECT_EQ(t.written.substr(76), le32(412) + le32(20 + packed) + le32(12) + le32(1) + le32(0));
 }
