@@ -82,7 +82,12 @@ void raster_command(print_job_s *job, const char *value)
     return;
   }
 
-  job->raster_data = (unsigned char *)malloc((size_t)size);
+  /* A non-zero rasterLimit makes a larger raster fail as the allocation
+     would: same line, no raster. */
+  if (job->rasterLimit != 0 && size > job->rasterLimit)
+    job->raster_data = NULL;
+  else
+    job->raster_data = (unsigned char *)malloc((size_t)size);
   if (!job->raster_data)
   {
     refuseSize(width, height, depth);

@@ -55,6 +55,11 @@ struct print_job_s
   uint32_t rasterWidth, rasterHeight, rasterDepth;
   int32_t bytesPerLine;         /* byte count of the job's first LINE */
   int32_t nLines;               /* LINEs taken since the last page start */
+  /* Largest raster RASTER may allocate, in bytes; 0 (what print_job_init()
+     sets and the backend keeps) means no limit.  In-process runs (fuzzers)
+     set it so a RASTER asking for gigabytes is refused exactly like an
+     allocation that fails. */
+  uint32_t rasterLimit;
 };
 
 /* Prepares a job over a connected socket; everything else starts empty. */
