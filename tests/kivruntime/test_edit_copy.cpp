@@ -110,6 +110,16 @@ TYPED_TEST(EditCopy, SetNCapacityFirst)
     EXPECT_TRUE(b.GuardsIntact());
 }
 
+TYPED_TEST(EditCopy, SetNOneShort)
+{
+    typedef TypeParam C;
+    Buf<C> b(3);
+    EXPECT_EQ(0, KivStrSet(b.p(), 3, S<C>("abcdef").c_str(), 3));
+    EXPECT_EQ(S<C>("ab"), b.Str());
+    EXPECT_EQ(C(0), b.v[2]);
+    EXPECT_TRUE(b.GuardsIntact());
+}
+
 TYPED_TEST(EditCopy, SetNSourceEndsFirst)
 {
     typedef TypeParam C;
