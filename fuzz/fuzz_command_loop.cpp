@@ -1,0 +1,432 @@
+/*
+ * fuzz_command_loop.cpp - the whole command loop over an arbitrary print
+ * stream, in-process.
+ *
+ * The input is the print stream.  It is handed to the reader through an
+ * in-memory file descriptor, the job writes its records into one end of a
+ * stream socket pair, and a thread drains the other end, as the host
+ * application would.  After the loop every byte received is decoded and
+ * checked: whatever the stream held, the records must be well formed and
+ * follow the record rules:
+ *
+ *   - the decoder accepts every record and the stream ends between records;
+ *   - a bitmap is always the block BITMAP_HDR, FRAGMENT*, BITMAP_END,
+ *     PAGE_END, never interrupted, with one payload throughout;
+ *   - DOC_START, DOC_END and PAGE_START come only outside such a block;
+ *   - every payload has its terminator, zeros after it, and no more units
+ *     than nameLen allows;
+ *   - page records carry the fixed mask, scale, copies and source, codes
+ *     within their ranges and a paper code from the table (or 0);
+ *   - the bitmap header names the job's one raster;
+ *   - every fragment decompresses to its stated length, which is a whole
+ *     number of padded lines, fragments are full except the last of a page,
+ *     and each line holds the raster row the rules say (bytes reversed in
+ *     groups of three, zero padding; a byte may read white where the raster
+ *     was filled only after that page was sent).
+ *
+ * The reader's and the raster's own invariants are checked too, and the
+ * loop must return 1: the socket never fails here.
+ *
+ * Two bounds keep each run short.  RASTER may ask for up to 4 GiB, so the
+ * job's rasterLimit refuses rasters above 16 MiB (as a failed allocation
+ * would be refused).  And a short stream can make ENDPAGE send a great deal:
+ * every ENDPAGE re-sends nLines lines of the first LINE's length, so a few
+ * hundred bytes of "LINE 0" and "ENDPAGE" lines can ask for gigabytes.
+ * Inputs whose worst case (ENDPAGE count x LINE count x input size) is above
+ * 64 MiB of bitmap are therefore skipped before they run.
+ */
+#include <errno.h>
+#include <signal.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <thread>
+#include <vector>
+
+#include "cups_file.h"
+#include "fuzz_support.h"
+#include "paper_table.h"
+#include "print_job.h"
+#include "rc_decoder.h"
+#include "rc_packet.h"
+
+static const uint32_t kRasterLimit = 16u * 1024u * 1024u;
+static const uint64_t kBitmapBudget = 64u * 1024u * 1024u;
+static const uint32_t kFragmentLimit = 2000000u;
+
+/* The log is not looked at here: it goes to /dev/null for speed. */
+static FILE *g_devnull;
+
+/*
+ * 'countOf()' - Occurrences of word in the input (an upper bound of the
+ * commands with that keyword, whatever the stream's layout).
+ */
+static size_t countOf(const uint8_t *data, size_t size, const char *word)
+{
+  size_t n = strlen(word), count = 0;
+
+  for (size_t i = 0; i + n <= size; i++)
+    if (data[i] == (uint8_t)word[0] && memcmp(data + i, word, n) == 0)
+      count++;
+  return count;
+}
+
+/*
+ * 'inputDescriptor()' - A readable descriptor holding the input, at
+ * position 0: an anonymous memory file, or an unlinked temporary file
+ * where memory files are not available.
+ */
+static int inputDescriptor(const uint8_t *data, size_t size)
+{
+  int fd = -1;
+  FILE *tmp = NULL;
+
+#ifdef MFD_CLOEXEC
+  fd = memfd_create("fuzz-stream", MFD_CLOEXEC);
+#endif
+  if (fd < 0)
+  {
+    tmp = tmpfile();
+    FUZZ_CHECK(tmp != NULL);
+    fd = dup(fileno(tmp));
+    fclose(tmp);
+  }
+  FUZZ_CHECK(fd >= 0);
+
+  size_t done = 0;
+  while (done < size)
+  {
+    ssize_t n = write(fd, data + done, size - done);
+    if (n < 0 && errno == EINTR)
+      continue;
+    FUZZ_CHECK(n > 0);
+    done += (size_t)n;
+  }
+  FUZZ_CHECK(lseek(fd, 0, SEEK_SET) == 0);
+  return fd;
+}
+
+/*
+ * 'drain()' - Read everything from the host's end of the socket pair until
+ * the job's end is closed.
+ */
+static void drain(int fd, std::vector<unsigned char> *out)
+{
+  unsigned char buf[65536];
+
+  for (;;)
+  {
+    ssize_t n = recv(fd, buf, sizeof buf, 0);
+    if (n < 0 && errno == EINTR)
+      continue;
+    FUZZ_CHECK(n >= 0);
+    if (n == 0)
+      return;
+    out->insert(out->end(), buf, buf + n);
+  }
+}
+
+/* What the checks need to know of the job after its loop. */
+struct JobFacts
+{
+  const unsigned char *raster;
+  uint64_t rasterSize;
+  uint32_t width, height, depth;
+  uint32_t bytesPerLine;
+};
+
+/*
+ * 'checkPayload()' - A printer-name payload as the sender builds it.
+ */
+static void checkPayload(const rc_record &rec)
+{
+  if (rec.nameLen == 0)
+  {
+    FUZZ_CHECK(rec.payload == NULL);
+    return;
+  }
+  FUZZ_CHECK(rec.nameLen >= 2 && rec.nameLen % 2 == 0 && rec.nameLen <= 2048);
+
+  uint32_t units = 0;
+  while (rc_load16(rec.payload + 2 * units) != 0)
+    units++;
+  /* nameLen is 2 x the UTF-8 byte length + 2, and every character took at
+     least one of those bytes. */
+  FUZZ_CHECK(units <= (rec.nameLen - 2) / 2);
+  for (uint32_t i = 2 * units; i < rec.nameLen; i++)
+    FUZZ_CHECK_MSG(rec.payload[i] == 0, "payload bytes after the terminator must be zero");
+
+  char name[3 * 1024 + 1];
+  long len = rc_payload_to_utf8(rec.payload, rec.nameLen, name, sizeof name);
+  FUZZ_CHECK(len >= (long)units && len <= 3 * (long)units);
+  FUZZ_CHECK(name[len] == 0);
+}
+
+/*
+ * 'checkPageStart()' - The constant and coded fields of a page record.
+ */
+static void checkPageStart(const rc_record &rec)
+{
+  const rc_page_start_fields &p = rec.page;
+
+  FUZZ_CHECK(p.fields == RCPACKET_PAGE_FIELDS);
+  FUZZ_CHECK(p.orientation == 1 || p.orientation == 2);
+  FUZZ_CHECK(p.scale == RCPACKET_PAGE_SCALE);
+  FUZZ_CHECK(p.copies == 1);
+  FUZZ_CHECK(p.defaultSource == RCPACKET_PAGE_DEFAULT_SOURCE);
+  FUZZ_CHECK(p.color == 1 || p.color == 2);
+  FUZZ_CHECK(p.duplex >= 1 && p.duplex <= 3);
+  for (size_t i = 0; i < sizeof p.reserved; i++)
+    FUZZ_CHECK(p.reserved[i] == 0);
+
+  uint16_t code = (uint16_t)p.paperSize;
+  bool known = code == 0;
+  for (const PageTrans *t = s_PageTrans; t->name && !known; t++)
+    known = t->code == code;
+  FUZZ_CHECK_MSG(known, "paper code not in the table");
+}
+
+/*
+ * 'checkBitmapLines()' - The decompressed lines of one fragment.
+ *
+ * Line j of the page (counted over the page's fragments) is raster row
+ * total - 1 - j.  Within a line, byte p below bytesPerLine comes from the
+ * row's byte (p - p % 3) + 2 - p % 3, or is white when that lies beyond
+ * the raster or had not been filled yet when the page went out (the raster
+ * is only ever written once per byte, from white to data, so its final
+ * state is the most the page could have held); the padding is zero.
+ */
+static void checkBitmapLines(const JobFacts &job, const unsigned char *lines, uint32_t length,
+                             uint64_t firstLine, uint64_t totalLines, uint32_t alignedLine)
+{
+  uint64_t stride = (uint64_t)job.width * job.depth;
+
+  for (uint32_t at = 0; at < length; at += alignedLine)
+  {
+    uint64_t row = totalLines - 1 - (firstLine + at / alignedLine);
+    const unsigned char *line = lines + at;
+
+    for (uint32_t p = 0; p < job.bytesPerLine; p++)
+    {
+      uint64_t src = row * stride + (p - p % 3) + (2 - p % 3);
+      unsigned char want = src < job.rasterSize ? job.raster[src] : 0xFF;
+
+      FUZZ_CHECK_MSG(line[p] == want || line[p] == 0xFF, "bitmap byte is not the raster's");
+    }
+    for (uint32_t p = job.bytesPerLine; p < alignedLine; p++)
+      FUZZ_CHECK_MSG(line[p] == 0, "bitmap padding is not zero");
+  }
+}
+
+/*
+ * 'checkBitmapBlock()' - One page's fragments, once the block is complete.
+ */
+static void checkBitmapBlock(const JobFacts &job, const std::vector<rc_record> &fragments)
+{
+  if (fragments.empty())
+    return;
+
+  FUZZ_CHECK(job.raster != NULL && job.bytesPerLine > 0);
+  uint32_t alignedLine = (job.bytesPerLine + 3u) & ~3u;
+  uint32_t sendLines = alignedLine <= kFragmentLimit ? kFragmentLimit / alignedLine : 1u;
+  uint64_t full = (uint64_t)sendLines * alignedLine;
+  uint64_t totalBytes = 0;
+
+  for (size_t i = 0; i < fragments.size(); i++)
+  {
+    uint32_t stated = fragments[i].fragment.uncompressedLength;
+
+    FUZZ_CHECK(stated > 0 && stated % alignedLine == 0);
+    if (i + 1 < fragments.size())
+      FUZZ_CHECK_MSG(stated == full, "only a page's last fragment may be short");
+    else
+      FUZZ_CHECK(stated <= full);
+    totalBytes += stated;
+  }
+
+  uint64_t totalLines = totalBytes / alignedLine;
+  uint64_t line = 0;
+  for (const rc_record &rec : fragments)
+  {
+    uint32_t stated = rec.fragment.uncompressedLength;
+    std::vector<unsigned char> out(stated);
+    char error[256];
+
+    FUZZ_CHECK_MSG(rc_decompress_fragment(&rec, out.data(), out.size(), error, sizeof error),
+                   error);
+    checkBitmapLines(job, out.data(), stated, line, totalLines, alignedLine);
+    line += stated / alignedLine;
+  }
+}
+
+/*
+ * 'checkRecords()' - Decode the whole stream and check the record rules.
+ */
+static void checkRecords(const JobFacts &job, const std::vector<unsigned char> &bytes)
+{
+  enum { OUTSIDE, IN_BITMAP, AFTER_BITMAP_END } state = OUTSIDE;
+  rc_decoder dec;
+  size_t offset = 0;
+  rc_record blockStart;
+  std::vector<rc_record> fragments;
+
+  rc_decoder_init(&dec);
+  memset(&blockStart, 0, sizeof blockStart);
+  for (;;)
+  {
+    rc_record rec;
+    size_t used = 0, needed = 0;
+    int r = rc_decode_next(&dec, bytes.data() + offset, bytes.size() - offset, &rec, &used,
+                           &needed);
+
+    FUZZ_CHECK_MSG(r != RC_DECODE_ERROR, dec.error);
+    if (r == RC_DECODE_NEED_MORE)
+      break;
+    FUZZ_CHECK(used == rec.totalLength && rec.offset == offset);
+    offset += used;
+    checkPayload(rec);
+
+    if (state != OUTSIDE)
+    {
+      FUZZ_CHECK_MSG(rec.nameLen == blockStart.nameLen &&
+                     (rec.nameLen == 0 || memcmp(rec.payload, blockStart.payload, rec.nameLen) == 0),
+                     "the payload changed inside a bitmap");
+    }
+
+    switch (rec.id)
+    {
+      case RCPACKETID_PRN_DOC_START:
+      case RCPACKETID_PRN_DOC_END:
+        FUZZ_CHECK_MSG(state == OUTSIDE, "document record inside a bitmap");
+        break;
+      case RCPACKETID_PRN_PAGE_START:
+        FUZZ_CHECK_MSG(state == OUTSIDE, "page start inside a bitmap");
+        checkPageStart(rec);
+        break;
+      case RCPACKETID_PRN_BITMAP_HDR:
+        FUZZ_CHECK_MSG(state == OUTSIDE, "bitmap header inside a bitmap");
+        FUZZ_CHECK(job.raster != NULL);
+        FUZZ_CHECK(rec.bitmap.width == job.width && rec.bitmap.height == job.height);
+        FUZZ_CHECK(rec.bitmap.constant == RCPACKET_BITMAP_CONSTANT);
+        state = IN_BITMAP;
+        blockStart = rec;
+        fragments.clear();
+        break;
+      case RCPACKETID_PRN_BITMAP_FRAGMENT:
+        FUZZ_CHECK_MSG(state == IN_BITMAP, "fragment outside a bitmap");
+        FUZZ_CHECK(rec.fragment.constant == RCPACKET_BITMAP_CONSTANT);
+        FUZZ_CHECK(rec.dataLength > 0);
+        fragments.push_back(rec);
+        break;
+      case RCPACKETID_PRN_BITMAP_END:
+        FUZZ_CHECK_MSG(state == IN_BITMAP, "bitmap end without a header");
+        checkBitmapBlock(job, fragments);
+        state = AFTER_BITMAP_END;
+        break;
+      case RCPACKETID_PRN_PAGE_END:
+        FUZZ_CHECK_MSG(state == AFTER_BITMAP_END, "page end not right after a bitmap end");
+        state = OUTSIDE;
+        break;
+      default:
+        FUZZ_CHECK_MSG(false, "the decoder returned an unknown record");
+    }
+  }
+  FUZZ_CHECK_MSG(rc_decoder_finish(&dec, bytes.size() - offset), dec.error);
+  FUZZ_CHECK_MSG(state == OUTSIDE, "the stream ended inside a bitmap");
+}
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+  g_devnull = fopen("/dev/null", "w");
+  if (!g_devnull)
+    abort();
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+  static bool restartSet = false;
+
+  /* The engine installs its timer after LLVMFuzzerInitialize(): mark it
+     restartable on the first run. */
+  if (!restartSet)
+  {
+    struct sigaction sa;
+    if (sigaction(SIGALRM, NULL, &sa) == 0 && (sa.sa_flags & SA_SIGINFO))
+    {
+      sa.sa_flags |= SA_RESTART;
+      sigaction(SIGALRM, &sa, NULL);
+    }
+    restartSet = true;
+  }
+
+  uint64_t worst = (uint64_t)countOf(data, size, "ENDPAGE") * (countOf(data, size, "LINE") + 1) *
+                   ((uint64_t)size + 4);
+  if (worst > kBitmapBudget)
+    return 0;
+
+  int in = inputDescriptor(data, size);
+  _cups_file_s *fp = cups_file_new(in, 0);
+  FUZZ_CHECK(fp != NULL);
+
+  int sv[2];
+  FUZZ_CHECK(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sv) == 0);
+  std::vector<unsigned char> received;
+  std::thread host(drain, sv[1], &received);
+
+  print_job_s *job = new print_job_s;
+  print_job_init(job, sv[0], "Fuzz Queue", 1);
+  job->rasterLimit = kRasterLimit;
+
+  FILE *log = stderr;
+  stderr = g_devnull;
+  int ok = command_loop(job, fp);
+  stderr = log;
+
+  close(sv[0]);
+  host.join();
+  close(sv[1]);
+
+  FUZZ_CHECK_MSG(ok == 1, "the command loop failed with a working socket");
+
+  /* The reader's bookkeeping. */
+  FUZZ_CHECK(fp->pos >= 0 && (uint64_t)fp->pos <= size);
+  if (fp->ptr)
+  {
+    FUZZ_CHECK(fp->ptr >= fp->buf && fp->ptr <= fp->end && fp->end <= fp->buf + sizeof fp->buf);
+    FUZZ_CHECK(fp->bufpos + (fp->ptr - fp->buf) == fp->pos);
+  }
+
+  /* The raster's. */
+  JobFacts facts;
+  memset(&facts, 0, sizeof facts);
+  if (job->raster_data)
+  {
+    FUZZ_CHECK(job->rasterDepth == 1 || job->rasterDepth == 3);
+    FUZZ_CHECK((uint64_t)job->rasterWidth * job->rasterHeight * job->rasterDepth == job->rasterSize);
+    FUZZ_CHECK(job->rasterSize > 0 && job->rasterSize <= kRasterLimit);
+    FUZZ_CHECK(job->rasterEnd == job->raster_data + job->rasterSize);
+    FUZZ_CHECK(job->rasterCursor >= job->raster_data && job->rasterCursor <= job->rasterEnd);
+    facts.raster = job->raster_data;
+    facts.rasterSize = job->rasterSize;
+    facts.width = job->rasterWidth;
+    facts.height = job->rasterHeight;
+    facts.depth = job->rasterDepth;
+  }
+  else
+    FUZZ_CHECK(job->rasterCursor == NULL && job->rasterSize == 0);
+  FUZZ_CHECK(job->bytesPerLine >= 0 && job->nLines >= 0);
+  facts.bytesPerLine = (uint32_t)job->bytesPerLine;
+
+  checkRecords(facts, received);
+
+  print_job_release(job);
+  delete job;
+  cups_file_close(fp);
+  return 0;
+}
