@@ -300,8 +300,10 @@ long rc_payload_to_utf8(const unsigned char *payload, uint32_t nameLen,
 
   if (capacity)
     out[0] = 0;
+  /* No payload is the empty name, which still needs room for its
+     terminator, as a payload of one zero unit does. */
   if (!payload)
-    return nameLen ? -1 : 0;
+    return (nameLen || !capacity) ? -1 : 0;
 
   for (i = 0; i + 1 < nameLen; i += 2)
   {
