@@ -111,8 +111,10 @@ const char *getPrinterName(void)
   language = cupsLangGet(NULL);
   ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_CHARSET, "attributes-charset",
                NULL, cupsLangEncoding(language));
+  /* cupsLangGet() gives null only when it cannot allocate; the request
+     then goes out in English rather than the process failing here. */
   ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_LANGUAGE,
-               "attributes-natural-language", NULL, language->language);
+               "attributes-natural-language", NULL, language ? language->language : "en");
   ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes",
                 2, NULL, requested);
 
