@@ -104,7 +104,7 @@ Items<char> Utf8Items(const std::vector<std::vector<int>>& seqs)
 
 /* ---------------------------------------------------------------- UTF-8 */
 
-TEST(CoreConvert, DecodeUTF8SpecExamples)
+TEST(CoreConvert, DecodeUTF8MeasureFitAndTruncate)
 {
     EXPECT_EQ(KivStrDecodeUTF8(nullptr, 0, "abc", (unsigned int)-1), 4u);
     wchar_t d[8];
@@ -203,7 +203,7 @@ TEST(CoreConvert, DecodeUTF8LenientAndBadForms)
     }
 }
 
-TEST(CoreConvert, EncodeUTF8SpecExamples)
+TEST(CoreConvert, EncodeUTF8SequenceNeverCut)
 {
     wchar_t e9[] = {0xE9, 0};
     char d[6];

@@ -151,7 +151,7 @@ std::vector<unsigned int> ModelDecodeUTF8(const std::vector<unsigned char>& in)
 
 TEST(CoreProperty, UTF8RoundTripOfRandomCodePoints)
 {
-    for (int round = 0; round < 8000; round++) {
+    for (int round = 0; round < 3000; round++) {
         unsigned int n = Below(24);
         std::vector<wchar_t> text(n + 1, 0);
         unsigned int bytes = 0;
@@ -209,7 +209,7 @@ TEST(CoreProperty, UTF8DecodingOfRandomBytesMatchesTheRules)
 {
     static const unsigned char pool[] = {0x00, 0x41, 0x7F, 0x80, 0x8F, 0xBF, 0xC0, 0xC3, 0xDF, 0xE0,
                                          0xE2, 0xEF, 0xF0, 0xF4, 0xF7, 0xF8, 0xFB, 0xFC, 0xFD, 0xFE, 0xFF};
-    for (int round = 0; round < 10000; round++) {
+    for (int round = 0; round < 4000; round++) {
         unsigned int n = Below(20);
         std::vector<unsigned char> in(n);
         for (auto& b : in)
@@ -229,7 +229,7 @@ TEST(CoreProperty, UTF8DecodingOfRandomBytesMatchesTheRules)
 
 TEST(CoreProperty, UTF16RoundTripOfValidCodePoints)
 {
-    for (int round = 0; round < 8000; round++) {
+    for (int round = 0; round < 3000; round++) {
         unsigned int n = Below(24);
         std::vector<unsigned int> text(n + 1, 0);
         unsigned int units = 0;
@@ -255,7 +255,7 @@ TEST(CoreProperty, UTF16RoundTripOfValidCodePoints)
 
 TEST(CoreProperty, UTF16OfAnyValueMatchesTheRules)
 {
-    for (int round = 0; round < 8000; round++) {
+    for (int round = 0; round < 3000; round++) {
         unsigned int n = Below(16);
         std::vector<unsigned int> text(n);
         std::vector<std::vector<unsigned short>> items;
@@ -276,7 +276,7 @@ TEST(CoreProperty, UTF16OfAnyValueMatchesTheRules)
             [&](unsigned short* d, unsigned int c) { return KivStrUCS4ToUTF16(d, c, text.data(), n); }, items,
             (unsigned short)0xA5A5);
     }
-    for (int round = 0; round < 8000; round++) {
+    for (int round = 0; round < 3000; round++) {
         unsigned int n = Below(16);
         std::vector<unsigned short> in(n);
         for (auto& u : in)
@@ -300,7 +300,7 @@ TEST(CoreProperty, UTF16OfAnyValueMatchesTheRules)
 
 TEST(CoreProperty, SerialFormOfRandomText)
 {
-    for (int round = 0; round < 8000; round++) {
+    for (int round = 0; round < 3000; round++) {
         unsigned int n = Below(24);
         std::vector<wchar_t> text(n + 1, 0);
         for (unsigned int i = 0; i < n; i++)
