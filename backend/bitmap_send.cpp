@@ -106,13 +106,13 @@ void bitmap_copy_row(const print_job_s *job, uint64_t row, uint32_t alignedLine,
  * Rows go from nLines - 1 down to 0, sendLines to a fragment, the k-th row
  * of a fragment at k x the aligned line length.  The two buffers are made
  * only when there is a fragment to send, and freed after the page end
- * record.  On a failed write nothing is freed: the job ends at once.
+ * record.  On a failed write nothing is freed: the job ends at once.  The
+ * buffers are kept in the job meanwhile, so that a job run in-process can
+ * still release them.
  */
 int send_page_bitmap(print_job_s *job)
 {
   bitmap_layout layout;
-  unsigned char *lineBuffer = NULL;
-  unsigned char *compressed = NULL;
   int fragments = 0;
   int32_t nLines = job->nLines;
 
@@ -140,15 +140,22 @@ int send_page_bitmap(print_job_s *job)
   {
     int64_t row = (int64_t)nLines - 1;
 
+    unsigned char *lineBuffer, *compressed;
+
+    /* Buffers left by a page whose sending failed (only possible when the
+       loop is run in-process) are not reused. */
+    free(job->lineBuffer);
+    free(job->compressBuffer);
     /* Two spare bytes: the last group of the last line may reach them. */
-    lineBuffer = (unsigned char *)malloc((size_t)layout.rwsize + 2u);
-    compressed = (unsigned char *)malloc((size_t)layout.compressSize);
+    job->lineBuffer = lineBuffer = (unsigned char *)malloc((size_t)layout.rwsize + 2u);
+    job->compressBuffer = compressed = (unsigned char *)malloc((size_t)layout.compressSize);
     if (!lineBuffer || !compressed)
     {
       fprintf(stderr, "DEBUG: CorvaneBackend - ENDPAGE - CANNOT allocate bitmap buffers (%u + %u bytes) !!!\n",
               (unsigned int)layout.rwsize + 2u, (unsigned int)layout.compressSize);
-      free(lineBuffer);
-      free(compressed);
+      free(job->lineBuffer);
+      free(job->compressBuffer);
+      job->lineBuffer = job->compressBuffer = NULL;
       return 0;
     }
 
@@ -183,8 +190,9 @@ int send_page_bitmap(print_job_s *job)
   if (!rc_send_page_end(job->sock, job->namePayload, job->nameLen))
     return 0;
 
-  free(compressed);
-  free(lineBuffer);
+  free(job->compressBuffer);
+  free(job->lineBuffer);
+  job->compressBuffer = job->lineBuffer = NULL;
   fprintf(stderr, "DEBUG: \"CorvaneBackend - PAGE %d sent\"\n", job->pageCounter);
   return 1;
 }

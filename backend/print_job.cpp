@@ -240,8 +240,12 @@ void print_job_release(print_job_s *job)
   int sock = job->sock;
   const char *printerName = job->printerName;
   int copies = job->copies;
+  uint32_t rasterLimit = job->rasterLimit;
 
   free(job->namePayload);
   free(job->raster_data);
+  free(job->lineBuffer);
+  free(job->compressBuffer);
   print_job_init(job, sock, printerName, copies);
+  job->rasterLimit = rasterLimit;
 }

@@ -60,6 +60,12 @@ struct print_job_s
      set it so a RASTER asking for gigabytes is refused exactly like an
      allocation that fails. */
   uint32_t rasterLimit;
+
+  /* ENDPAGE's two working buffers while a page is being sent; freed after
+     the page's last record.  When a write fails they are left for the
+     process end (or print_job_release()). */
+  unsigned char *lineBuffer;
+  unsigned char *compressBuffer;
 };
 
 /* Prepares a job over a connected socket; everything else starts empty. */
@@ -74,8 +80,9 @@ int command_loop(print_job_s *job, _cups_file_s *fp);
 /* Frees the printer-name payload (normal end of the job). */
 void print_job_free_payload(print_job_s *job);
 
-/* Frees everything the job holds, the raster included, and leaves it as
-   print_job_init() left it apart from the socket, printer name and copies.
+/* Frees everything the job holds, the raster and the page buffers
+   included, and leaves it as print_job_init() left it apart from the
+   socket, printer name, copies and rasterLimit.
    The backend itself never calls it (its raster lives until the process
    ends); it is for running jobs in-process, as the fuzzers and tests do. */
 void print_job_release(print_job_s *job);
