@@ -532,7 +532,8 @@ TEST(CoreBuffer, HandleCopiesShareAndCopyOnWrite)
         EXPECT_EQ(wcscmp(a.GetBuffer()->GetChars(), L"first"), 0);
 
         c = a;
-        c = c; /* self-assignment keeps the count */
+        TStr& alias = c;
+        c = alias; /* self-assignment keeps the count */
         EXPECT_EQ(a.GetBuffer()->m_nRefs, 1);
         TStr d(std::move(c));
         EXPECT_EQ(c.GetBuffer(), nullptr);

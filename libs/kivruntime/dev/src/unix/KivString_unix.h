@@ -101,7 +101,7 @@ public:
  * barrier and returns the new value.  32-bit atomics are native on every
  * target (no helper library is needed); the builtin wraps on overflow.
  */
-static inline int32_t KivAtomicAdd32Barrier(int32_t delta, int32_t* value)
+inline int32_t KivAtomicAdd32Barrier(int32_t delta, int32_t* value)
 {
     return __atomic_add_fetch(value, delta, __ATOMIC_SEQ_CST);
 }
