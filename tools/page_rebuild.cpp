@@ -28,15 +28,13 @@ static uint64_t line_position(uint64_t s)
 
 uint32_t page_lost_samples(uint32_t width, uint32_t depth)
 {
-  /* Only the last partial group can reach past the padding; a sample whose
-     position is at or past the padded length was overwritten by the next
-     line (or never sent, for the last line of a fragment). */
+  /* Only the last partial group can move a sample past the row's own
+     bytes, into the padding (meaningless, sent as zeros) or beyond. */
   uint64_t rowBytes = (uint64_t)width * depth;
-  uint64_t padded = page_line_bytes(width, depth);
   uint32_t lost = 0;
   uint64_t first = rowBytes >= 3 ? rowBytes - 3 : 0;
   for (uint64_t s = first; s < rowBytes; s++)
-    if (line_position(s) >= padded)
+    if (line_position(s) >= rowBytes)
       lost++;
   return lost;
 }
@@ -186,18 +184,18 @@ int page_finish(PageAssembly *page, PageResult *result, std::string *error)
     const uint8_t *line = page->bitmap.data() + k * padded;
     uint8_t *row = pixels + (lines - 1 - k) * rowBytes;
     uint64_t g = 0;
-    /* Whole groups that lie inside the padded line: a plain reversal. */
-    for (; g + 3 <= rowBytes && g + 3 <= padded; g += 3)
+    /* Whole groups: a plain reversal. */
+    for (; g + 3 <= rowBytes; g += 3)
     {
       row[g] = line[g + 2];
       row[g + 1] = line[g + 1];
       row[g + 2] = line[g];
     }
-    /* The last, partial group: some of it may be lost. */
+    /* The last, partial group: a sample moved into the padding is lost. */
     for (uint64_t s = g; s < rowBytes; s++)
     {
       uint64_t pos = line_position(s);
-      row[s] = pos < padded ? line[pos] : 0xFF;
+      row[s] = pos < rowBytes ? line[pos] : 0xFF;
     }
   }
   return 1;

@@ -18,12 +18,13 @@
  * Lines that were not sent (the stream had fewer rows than the raster's
  * height) stay white, as the backend's raster started white.
  *
- * At depth 1 with widths whose remainder modulo 12 is 4, 7 or 8, the
- * reversal of the last, partial group of three puts one sample past the
- * line's padding, where the next line overwrites it: the last sample of the
- * row when the width leaves 1 modulo 3 (4, 7), the one before it when it
- * leaves 2 (8).  That sample never reaches the host.  The rebuilt page
- * shows it white and reports the count of lost samples per row.
+ * The padding carries no meaning (the backend sends it as zeros), so it is
+ * never read.  At depth 1 with a width that is not a multiple of 3, the
+ * reversal of the last, partial group of three moves one sample of every
+ * row into the padding (or past it): the last sample when the width leaves
+ * 1 modulo 3, the one before it when it leaves 2.  That sample does not
+ * reach the host; the rebuilt page shows it white and reports the count of
+ * lost samples per row.  Depth 3 rows always hold whole groups.
  */
 #ifndef KIVPRINTER_PAGE_REBUILD_H
 #define KIVPRINTER_PAGE_REBUILD_H

@@ -321,17 +321,15 @@ std::string wireLines(const PageImage &image)
 {
   size_t rowBytes = (size_t)image.width * image.channels;
   size_t padded = (rowBytes + 3) / 4 * 4;
-  /* The raster as the backend holds it: rows back to back, then two spare
-     bytes of zero that a partial group of the last row may reach. */
+  /* The raster as the backend holds it, rows back to back; a group reaching
+     past its end reads white. */
   std::string raster((const char *)image.pixels.data(), image.pixels.size());
-  raster += std::string(2, '\0');
+  raster += std::string(2, '\xFF');
   std::string out;
   for (size_t k = 0; k < image.height; k++)
   {
     size_t row = image.height - 1 - k;
     const char *src = raster.data() + row * rowBytes;
-    /* Two spare bytes: a group may be written past the padded length and
-       is then overwritten by the next line. */
     std::string line(padded + 2, '\0');
     for (size_t g = 0; g < rowBytes; g += 3)
     {
@@ -339,7 +337,10 @@ std::string wireLines(const PageImage &image)
       line[g + 1] = src[g + 1];
       line[g + 2] = src[g];
     }
+    /* The padding carries nothing and is sent as zeros. */
     line.resize(padded);
+    for (size_t i = rowBytes; i < padded; i++)
+      line[i] = '\0';
     out += line;
   }
   return out;
@@ -396,8 +397,12 @@ PageImage patternImage(uint32_t width, uint32_t height, uint32_t channels, uint3
 
 bool grayWidthLosesASample(uint32_t width)
 {
-  uint32_t m = width % 12;
-  return m == 4 || m == 7 || m == 8;
+  return width % 3 != 0;
+}
+
+uint32_t grayLostColumn(uint32_t width)
+{
+  return width % 3 == 1 ? width - 1 : width - 2;
 }
 
 std::string imageDifference(const PageImage &a, const PageImage &b)

@@ -82,9 +82,9 @@ rc_record fragmentRecord(const std::string &payload, const std::string &lines,
                          std::string *compressed);
 
 /* The bitmap lines of image as the backend lays them out: bottom row
-   first, each row's groups of three bytes reversed, zero padding to a
-   multiple of 4, and the bytes that the last partial group reaches past the
-   row taken from the next row (or zero for the last row). */
+   first, each row's groups of three bytes reversed (the last partial group
+   reading on into the next row, white past the last), and the padding to
+   a multiple of 4 sent as zeros. */
 std::string wireLines(const PageImage &image);
 
 /* A whole job for one image: DOC_START, PAGE_START, BITMAP_HDR, fragments
@@ -100,9 +100,13 @@ std::string jobStream(const PageImage &image, const std::string &printer,
 PageImage patternImage(uint32_t width, uint32_t height, uint32_t channels, uint32_t seed,
                        uint32_t dpi);
 
-/* True for the gray widths (4, 7 or 8 modulo 12) at which the line layout
-   cannot carry one sample of every row. */
+/* True for the gray widths (not a multiple of 3) at which the line layout
+   moves one sample of every row into the padding, which carries nothing. */
 bool grayWidthLosesASample(uint32_t width);
+
+/* The column of that sample: the last one (width 1 modulo 3) or the one
+   before it (width 2 modulo 3). */
+uint32_t grayLostColumn(uint32_t width);
 
 /* "" when equal in size, channels and every sample; otherwise where they
    first differ. */
