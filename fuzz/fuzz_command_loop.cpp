@@ -55,7 +55,7 @@
 #include "rc_decoder.h"
 #include "rc_packet.h"
 
-static const uint32_t kRasterLimit = 16u * 1024u * 1024u;
+static const uint32_t kRasterLimit = 2u * 1024u * 1024u;
 static const uint64_t kBitmapBudget = 64u * 1024u * 1024u;
 static const uint32_t kFragmentLimit = 2000000u;
 

@@ -28,11 +28,13 @@
 #include <string>
 #include <vector>
 
-/* Prints the failed condition and its place, then aborts. */
+/* Prints the failed condition and its place, then aborts.  The line goes
+   straight to descriptor 2: a target may have pointed the stderr stream
+   elsewhere while the code under test runs. */
 [[noreturn]] static inline void fuzzFail(const char *what, const char *file, int line,
                                          const char *detail)
 {
-  fprintf(stderr, "fuzz invariant failed: %s (%s:%d)%s%s\n", what, file, line,
+  dprintf(2, "fuzz invariant failed: %s (%s:%d)%s%s\n", what, file, line,
           detail && *detail ? ": " : "", detail ? detail : "");
   abort();
 }
