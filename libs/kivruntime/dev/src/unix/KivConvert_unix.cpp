@@ -18,11 +18,13 @@
 #include <stdlib.h>
 
 /*
- * KivWriter - destination state of one bounded write.  The total is kept in
+ * KivWriter - destination state of one bounded write (private to this file).  The total is kept in
  * 64 bits so that a huge input cannot wrap it; a result that does not fit in
  * 32 bits is reported as 0xFFFFFFFF, which is never below a capacity and so
  * always reads as "did not fit".
  */
+namespace {
+
 template <class U>
 struct KivWriter
 {
@@ -87,6 +89,8 @@ struct KivWriter
         return total + 1 > 0xFFFFFFFFu ? 0xFFFFFFFFu : (unsigned int)(total + 1);
     }
 };
+
+} /* namespace */
 
 /* A character's value read as a signed 32-bit number, whatever the
  * signedness of wchar_t on the host. */
