@@ -34,7 +34,9 @@
  * Character set conversions.  None of them allocates; each is one pass over
  * its input.  Capacities count output units: bytes for narrow output,
  * wchar_t cells for wide output, 16-bit units for UTF-16.  Bad input becomes
- * '?'.  A null destination is treated as capacity 0 (measure only).
+ * '?'.  A null destination is treated as capacity 0 (measure only), and a
+ * null source as the empty string, whatever the count.  Results that would
+ * not fit in 32 bits are reported as 0xFFFFFFFF ("did not fit").
  */
 
 /* UCS-4 to UTF-8; count in characters or -1; result in bytes. */
@@ -53,7 +55,8 @@ unsigned int KivStrDecodeLatin1(wchar_t* dest, unsigned int capacity, char const
 /* UTF-16 to UCS-4; unpaired surrogates become '?'; count in units or -1. */
 unsigned int KivStrUTF16ToUCS4(unsigned int* dest, unsigned int capacity, unsigned short const* src, unsigned int count);
 /* UCS-4 to UTF-16; a value above U+10FFFF gives '?' followed by a pair built
- * from its bits (three units); count in characters or -1; result in units. */
+ * from its bits (three units; the '?' and the pair are separate items, a
+ * pair is never cut); count in characters or -1; result in units. */
 unsigned int KivStrUCS4ToUTF16(unsigned short* dest, unsigned int capacity, unsigned int const* src, unsigned int count);
 
 /* Encodes the character at c into dest when room holds its whole sequence;
