@@ -253,7 +253,12 @@ int run_receiver(const ListenerConfig &config, HostShared *shared)
       if (fd < 0)
       {
         if (errno != EINTR && errno != EAGAIN && errno != ECONNABORTED)
+        {
           host_printf(2, "kivprinter-host: accept: %s", strerror(errno));
+          /* Out of descriptors: the pending connection stays ready, so
+             pause instead of spinning until a job ends. */
+          usleep(100000);
+        }
         continue;
       }
       {

@@ -118,10 +118,24 @@ int page_check_fragment(PageAssembly *page, uint32_t uncompressedLength, std::st
   return 0;
 }
 
+/* The most an LZF block can expand: a three-byte back reference copies
+   at most 264 bytes, so no block yields more than 88 bytes per byte. */
+static const uint64_t kLzfMaxExpansion = 88;
+
 int page_add_fragment(PageAssembly *page, const rc_record &fragment, std::string *error)
 {
   size_t start = page->bitmap.size();
   size_t length = fragment.fragment.uncompressedLength;
+  /* Refused before the room for it is made: a few bytes that claim a
+     gigabyte must not cost a gigabyte. */
+  if (fragment.dataLength && (uint64_t)length > kLzfMaxExpansion * fragment.dataLength)
+  {
+    char text[160];
+    snprintf(text, sizeof text, "fragment %u states %u uncompressed bytes, more than its %u compressed bytes can hold",
+             (unsigned)fragment.index, (unsigned)length, (unsigned)fragment.dataLength);
+    *error = text;
+    return 0;
+  }
   page->bitmap.resize(start + length);
   char text[256];
   text[0] = '\0';

@@ -223,3 +223,21 @@ TEST(HostRebuild, DecompressionMustGiveTheStatedLength)
   EXPECT_FALSE(page_add_fragment(&page, rec, &error));
   EXPECT_EQ(error, "fragment 0 decompresses to more than its stated 12 bytes");
 }
+
+TEST(HostRebuild, AFragmentClaimingMoreThanLzfCanExpandIsRefusedFirst)
+{
+  PageAssembly page;
+  std::string error;
+  /* 1000 x 1000 colour: 3000 bytes per line. */
+  ASSERT_TRUE(page_begin(&page, rc_bitmap_hdr_fields{1000, 1000, 1, 75, 75}, 2, &error));
+  std::string payload = namePayload("P1");
+  std::string compressed;
+  rc_record rec = fragmentRecord(payload, std::string(3000, 'x'), &compressed);
+  ASSERT_LT(compressed.size(), 100u);
+  rec.fragment.uncompressedLength = 3000 * 1000;
+  ASSERT_TRUE(page_check_fragment(&page, rec.fragment.uncompressedLength, &error));
+  EXPECT_FALSE(page_add_fragment(&page, rec, &error));
+  EXPECT_EQ(error, "fragment 0 states 3000000 uncompressed bytes, more than its " +
+                   std::to_string(compressed.size()) + " compressed bytes can hold");
+  EXPECT_EQ(page.bitmap.size(), 0u);
+}

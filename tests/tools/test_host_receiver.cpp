@@ -245,10 +245,15 @@ TEST_F(HostReceiver, EveryCorruptFieldGivesItsErrorLineAndTheReceiverGoesOn)
        p->recs[3].totalLength = 22; p->recs[3].dataLength = 0; }, 3,
      "RCPACKET_PRN_BITMAP_FRAGMENT total length 22 is shorter than fixed part 20 + nameLen 6"},
     {"corrupt LZF data", [](Parts *p) {
-       static const std::string bad("\xE0\xFF\xFF", 3);
-       p->recs[3].data = (const unsigned char *)bad.data(); p->recs[3].dataLength = 3;
+       /* A back reference before the start of the output. */
+       static const std::string bad = std::string("\xE0\xFF\xFF", 3) + std::string(17, 'x');
+       p->recs[3].data = (const unsigned char *)bad.data(); p->recs[3].dataLength = 20;
        rc_record_set_lengths(&p->recs[3]); }, 3,
-     "RCPACKET_PRN_BITMAP_FRAGMENT fragment 3: corrupt LZF data (3 compressed bytes)"},
+     "RCPACKET_PRN_BITMAP_FRAGMENT fragment 3: corrupt LZF data (20 compressed bytes)"},
+    {"more than LZF can expand to", [](Parts *p) {
+       p->recs[3].dataLength = 16; rc_record_set_lengths(&p->recs[3]); }, 3,
+     "RCPACKET_PRN_BITMAP_FRAGMENT fragment 3 states 1496 uncompressed bytes, more than its 16 compressed "
+     "bytes can hold"},
     {"decompresses to more", [](Parts *p) { p->recs[3].fragment.uncompressedLength -= 88; }, 3,
      "RCPACKET_PRN_BITMAP_FRAGMENT fragment 3 decompresses to more than its stated 1408 bytes"},
     {"stated length 0", [](Parts *p) { p->recs[3].fragment.uncompressedLength = 0; }, 3,
