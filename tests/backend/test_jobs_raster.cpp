@@ -234,3 +234,20 @@ TEST(JobsRaster, StreamEndingInsideLineData)
   EXPECT_EQ(k.job.rasterCursor, k.job.raster_data + 8);
   EXPECT_EQ(k.job.nLines, 1);
 }
+
+TEST(JobsRaster, ALaterLineOfAnotherLengthIsStoredWithItsOwn)
+{
+  KeptJob k;
+  std::string a(7650, 'a'), b(7000, 'b');
+  LoopRun run = runLoop(std::string(kPage) + "RASTER 2550 3300 3\n" + lineCommand(a) + lineCommand(b) +
+                            lineCommand(a),
+                        "Office", &k.job);
+  EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("25245000", 3, 300) +
+                                            "DEBUG: LINE - bytesPerLine: 7650 bytes: 7000\n");
+  EXPECT_EQ(k.job.bytesPerLine, 7650);
+  EXPECT_EQ(k.job.nLines, 3);
+  EXPECT_EQ(k.job.rasterCursor, k.job.raster_data + 7650 + 7000 + 7650);
+  EXPECT_EQ(std::string((char *)k.job.raster_data + 7650, 7000), b);
+  EXPECT_EQ(std::string((char *)k.job.raster_data + 14650, 7650), a);
+  EXPECT_EQ((unsigned char)k.job.raster_data[22300], 0xFF);
+}
