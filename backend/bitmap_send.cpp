@@ -139,7 +139,6 @@ int send_page_bitmap(print_job_s *job)
   if (layout.sendLines > 0 && nLines > 0)
   {
     int64_t row = (int64_t)nLines - 1;
-
     unsigned char *lineBuffer, *compressed;
 
     /* Buffers left by a page whose sending failed (only possible when the
