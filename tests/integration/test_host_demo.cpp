@@ -16,6 +16,8 @@ TEST(HostDemo, OneJobFromTheQueueToAPageImage)
 {
   std::string dir = hostTempDir("host-demo");
   ASSERT_FALSE(dir.empty());
+  /* The demo listens on the backend's fixed socket. */
+  waitUntilPathFree("/tmp/kivprinter.sock", 60);
   ChildOptions o;
   o.argv = {"/bin/bash", std::string(CORVANE_SOURCE_DIR) + "/scripts/demo", "--build-dir",
             CORVANE_BUILD_DIR, "--no-build", "--work-dir", dir + "/work", "--resolution", "75",

@@ -41,6 +41,8 @@ protected:
   {
     ASSERT_NE(cupsd, nullptr) << cupsdLastError();
     dir = hostTempDir("host-trip");
+    /* A socket file left after a minute is stale: the receiver replaces it. */
+    waitUntilPathFree(kSocket, 60);
     std::string why;
     ASSERT_TRUE(receiverStart(&r, kSocket, dir + "/received", dir, {}, &why)) << why;
   }

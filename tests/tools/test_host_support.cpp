@@ -167,6 +167,18 @@ bool receiverStart(Receiver *r, const std::string &socketPath, const std::string
   return false;
 }
 
+bool waitUntilPathFree(const std::string &path, int timeoutSeconds)
+{
+  double deadline = nowSeconds() + timeoutSeconds;
+  while (hostExists(path))
+  {
+    if (nowSeconds() >= deadline)
+      return false;
+    usleep(50000);
+  }
+  return true;
+}
+
 bool receiverWaitFor(Receiver *r, bool err, const std::string &text, int timeoutSeconds, size_t count)
 {
   double deadline = nowSeconds() + timeoutSeconds;

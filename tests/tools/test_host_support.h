@@ -46,6 +46,12 @@ bool receiverStart(Receiver *r, const std::string &socketPath, const std::string
                    const std::string &logDir, const std::vector<std::string> &extra,
                    std::string *why);
 
+/* Waits (at most timeoutSeconds) until no file is at path, so that a test
+   on the backend's fixed socket does not start while another program on
+   this machine still listens there (and does not connect to it to find
+   out).  True when the path is free. */
+bool waitUntilPathFree(const std::string &path, int timeoutSeconds);
+
 /* Waits until the receiver's standard output (err false) or error (err
    true) holds text count times; false after timeoutSeconds. */
 bool receiverWaitFor(Receiver *r, bool err, const std::string &text, int timeoutSeconds,
