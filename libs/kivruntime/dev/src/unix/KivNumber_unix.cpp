@@ -147,11 +147,182 @@ inline void tbPutS(TextBuf& b, const char* s)
 
 /* ---- integer formatting ---- */
 
-/* Formats value: clamps the radix, decides the sign (radix 10 only), makes
- * the digits least significant first in a scratch area as wide as U in bits
- * and writes sign and digits through the bounded writer. */
+namespace {
+
+/* The two decimal digits of 0-99, "00" to "99": radix 10 is formatted two
+ * digits per division, which halves the divisions of the plain loop. */
+const char s_acDigitPairs[201] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+/* Powers of ten that fit in 64 bits, for the decimal length. */
+const uint64_t s_aPow10[20] = {
+    1ull, 10ull, 100ull, 1000ull, 10000ull, 100000ull, 1000000ull, 10000000ull, 100000000ull,
+    1000000000ull, 10000000000ull, 100000000000ull, 1000000000000ull, 10000000000000ull,
+    100000000000000ull, 1000000000000000ull, 10000000000000000ull, 100000000000000000ull,
+    1000000000000000000ull, 10000000000000000000ull};
+
+/* Number of significant bits of u (0 for 0). */
+template <class U>
+inline unsigned int bitLength(U u)
+{
+#if defined(__GNUC__)
+    if (u == 0)
+        return 0;
+    if constexpr (sizeof(U) <= sizeof(unsigned int))
+        return (unsigned int)(sizeof(unsigned int) * CHAR_BIT) - (unsigned int)__builtin_clz((unsigned int)u);
+    else
+        return (unsigned int)(sizeof(unsigned long long) * CHAR_BIT) -
+               (unsigned int)__builtin_clzll((unsigned long long)u);
+#else
+    unsigned int n = 0;
+    while (u != 0) {
+        u >>= 1;
+        n++;
+    }
+    return n;
+#endif
+}
+
+/* Number of decimal digits of u (1 for 0), without a loop.  For a value of
+ * b bits, t = floor(b * log10(2)) (1233 / 4096 standing for log10(2)) puts
+ * the value between 10^(t-1) and 10^(t+1), so it has t or t + 1 digits, and
+ * one comparison with 10^t settles which.  u | 1 has the digits of u and is
+ * never 0. */
+template <class U>
+inline unsigned int decimalLength(U u)
+{
+    U w = u | 1u;
+    unsigned int t = (bitLength(w) * 1233u) >> 12;
+    return t + ((uint64_t)w >= s_aPow10[t] ? 1u : 0u);
+}
+
+/* Stores the two digits of d (0-99) at p; into a narrow string as one
+ * two-byte copy. */
+template <class C>
+inline void putPair(C* p, unsigned int d)
+{
+    p[0] = (C)(unsigned char)s_acDigitPairs[2 * d];
+    p[1] = (C)(unsigned char)s_acDigitPairs[2 * d + 1];
+}
+
+template <>
+inline void putPair<char>(char* p, unsigned int d)
+{
+    memcpy(p, s_acDigitPairs + 2 * d, 2);
+}
+
+/* Stores the four digits of d (0-9999) at p: two pairs, each found
+ * independently of the other. */
+template <class C>
+inline void putQuad(C* p, uint32_t d)
+{
+    putPair(p, d / 100u);
+    putPair(p + 2, d % 100u);
+}
+
+/* Writes the decimal digits of u backwards, ending just before p.  Four
+ * digits are split off per division, and the two pairs of each block come
+ * from the remainder in parallel, which shortens the chain of dependent
+ * divisions.  Values wider than 32 bits first lose blocks of eight digits,
+ * so that everything else is 32-bit arithmetic with constant divisors
+ * (cheap also on 32-bit targets, where a 64-bit division is a library
+ * call). */
+template <class C, class U>
+inline void putDecimal(C* p, U u)
+{
+    if constexpr (sizeof(U) > 4) {
+        while (u > 0xFFFFFFFFu) {
+            U q = u / 100000000u;
+            uint32_t block = (uint32_t)(u - q * 100000000u);
+            p -= 8;
+            putQuad(p, block / 10000u);
+            putQuad(p + 4, block % 10000u);
+            u = q;
+        }
+    }
+    uint32_t v = (uint32_t)u;
+    while (v >= 10000u) {
+        uint32_t q = v / 10000u;
+        p -= 4;
+        putQuad(p, v - q * 10000u);
+        v = q;
+    }
+    if (v >= 100u) {
+        p -= 2;
+        putPair(p, v % 100u);
+        v /= 100u;
+    }
+    if (v >= 10u)
+        putPair(p - 2, v);
+    else
+        p[-1] = (C)(unsigned char)('0' + v);
+}
+
+/* The two upper-case hexadecimal digits of every byte, "00" to "FF",
+ * built at compile time from the digit alphabet. */
+struct TKivHexPairs {
+    char at[512];
+};
+
+constexpr TKivHexPairs makeHexPairs()
+{
+    TKivHexPairs t{};
+    const char digits[] = "0123456789ABCDEF";
+    for (int b = 0; b < 256; b++) {
+        t.at[2 * b] = digits[b >> 4];
+        t.at[2 * b + 1] = digits[b & 15];
+    }
+    return t;
+}
+
+constexpr TKivHexPairs s_hexPairs = makeHexPairs();
+
+/* Stores the two hexadecimal digits of the byte b at p. */
+template <class C>
+inline void putHexPair(C* p, unsigned int b)
+{
+    p[0] = (C)(unsigned char)s_hexPairs.at[2 * b];
+    p[1] = (C)(unsigned char)s_hexPairs.at[2 * b + 1];
+}
+
+template <>
+inline void putHexPair<char>(char* p, unsigned int b)
+{
+    memcpy(p, s_hexPairs.at + 2 * b, 2);
+}
+
+/* Writes the hexadecimal digits of u backwards, ending just before p, a
+ * byte (two digits) per step. */
+template <class C, class U>
+inline void putHex(C* p, U u)
+{
+    while (u > 0xFFu) {
+        p -= 2;
+        putHexPair(p, (unsigned int)(u & 0xFFu));
+        u >>= 8;
+    }
+    if (u > 0xFu)
+        putHexPair(p - 2, (unsigned int)u);
+    else
+        p[-1] = (C)(unsigned char)s_acDigits[(unsigned int)u];
+}
+
+#if defined(__GNUC__)
+#define KIV_NOINLINE __attribute__((noinline))
+#else
+#define KIV_NOINLINE
+#endif
+
+/* Every case of the formatter: clamps the radix, decides the sign (radix
+ * 10 only), makes the digits least significant first into a scratch area
+ * as wide as U in bits ('0' digits up to minDigits) and writes sign and
+ * digits through the bounded writer, which stores what fits element by
+ * element.  Kept out of line so that the common case below stays small. */
 template <class C, class T, class U>
-unsigned int TInt2Str(T value, C* dest, unsigned int capacity, int radix, int forceSign, int minDigits)
+KIV_NOINLINE unsigned int int2StrGeneral(T value, C* dest, unsigned int capacity, int radix, int forceSign,
+                                         int minDigits)
 {
     if (radix < 2)
         radix = 2;
@@ -171,9 +342,9 @@ unsigned int TInt2Str(T value, C* dest, unsigned int capacity, int radix, int fo
         }
     }
 
-    char scratch[sizeof(U) * CHAR_BIT];
     if (minDigits > bits)
         minDigits = bits;
+    char scratch[sizeof(U) * CHAR_BIT];
     int n = 0;
     const U r = (U)radix;
     do {
@@ -190,44 +361,98 @@ unsigned int TInt2Str(T value, C* dest, unsigned int capacity, int radix, int fo
     return outFinish(o);
 }
 
+/* The formatter.  The common case, radix 10 or 16 without leading zeros
+ * into a destination that holds the whole text, knows the length
+ * beforehand and writes the digits straight in, two per step; everything
+ * else (other radices, minDigits, a short or missing destination) goes to
+ * int2StrGeneral.  Inline, so that the fixed-width functions below drop
+ * what their constant arguments rule out. */
+template <class C, class T, class U>
+inline unsigned int int2Str(T value, C* dest, unsigned int capacity, int radix, int forceSign, int minDigits)
+{
+    if (dest != 0 && minDigits <= 1) {
+        U u = (U)value;
+        if (radix == 10) {
+            const int bits = (int)(sizeof(U) * CHAR_BIT);
+            char sign = 0;
+            if (std::is_signed<T>::value && ((u >> (bits - 1)) & 1u) != 0) {
+                sign = '-';
+                u = (U)((U)0 - u); /* magnitude, also of the most negative value */
+            } else if (forceSign) {
+                sign = '+';
+            }
+            const unsigned int digits = decimalLength(u);
+            const unsigned int len = digits + (sign ? 1u : 0u);
+            if (capacity > len) {
+                C* d = dest;
+                if (sign)
+                    *d++ = (C)(unsigned char)sign;
+                putDecimal(d + digits, u);
+                d[digits] = 0;
+                return len;
+            }
+        } else if (radix == 16) {
+            const unsigned int digits = (bitLength(u | 1u) + 3u) >> 2;
+            if (capacity > digits) {
+                putHex(dest + digits, u);
+                dest[digits] = 0;
+                return digits;
+            }
+        }
+    }
+    return int2StrGeneral<C, T, U>(value, dest, capacity, radix, forceSign, minDigits);
+}
+
+} // namespace
+
+/* Formats value in the radix (clamped to 2-36): in radix 10 a "-" before a
+ * negative value and, with forceSign, a "+" before any other; in every
+ * other radix the value's bits as unsigned.  At least minDigits digits,
+ * leading places '0'.  Bounded-writer result. */
+template <class C, class T, class U>
+unsigned int TInt2Str(T value, C* dest, unsigned int capacity, int radix, int forceSign, int minDigits)
+{
+    return int2Str<C, T, U>(value, dest, capacity, radix, forceSign, minDigits);
+}
+
 unsigned int KivLONG2Str(int value, char* dest, unsigned int capacity, int radix)
 {
-    return TInt2Str<char, int, unsigned int>(value, dest, capacity, radix, 0, 0);
+    return int2Str<char, int, unsigned int>(value, dest, capacity, radix, 0, 0);
 }
 
 unsigned int KivLONG2Str(int value, wchar_t* dest, unsigned int capacity, int radix)
 {
-    return TInt2Str<wchar_t, int, unsigned int>(value, dest, capacity, radix, 0, 0);
+    return int2Str<wchar_t, int, unsigned int>(value, dest, capacity, radix, 0, 0);
 }
 
 unsigned int KivDWORD2Str(unsigned int value, char* dest, unsigned int capacity, int radix)
 {
-    return TInt2Str<char, unsigned int, unsigned int>(value, dest, capacity, radix, 0, 0);
+    return int2Str<char, unsigned int, unsigned int>(value, dest, capacity, radix, 0, 0);
 }
 
 unsigned int KivDWORD2Str(unsigned int value, wchar_t* dest, unsigned int capacity, int radix)
 {
-    return TInt2Str<wchar_t, unsigned int, unsigned int>(value, dest, capacity, radix, 0, 0);
+    return int2Str<wchar_t, unsigned int, unsigned int>(value, dest, capacity, radix, 0, 0);
 }
 
 unsigned int KivLONGLONG2Str(long long value, char* dest, unsigned int capacity, int radix)
 {
-    return TInt2Str<char, long long, unsigned long long>(value, dest, capacity, radix, 0, 0);
+    return int2Str<char, long long, unsigned long long>(value, dest, capacity, radix, 0, 0);
 }
 
 unsigned int KivLONGLONG2Str(long long value, wchar_t* dest, unsigned int capacity, int radix)
 {
-    return TInt2Str<wchar_t, long long, unsigned long long>(value, dest, capacity, radix, 0, 0);
+    return int2Str<wchar_t, long long, unsigned long long>(value, dest, capacity, radix, 0, 0);
 }
 
 unsigned int KivQWORD2Str(unsigned long long value, char* dest, unsigned int capacity, int radix)
 {
-    return TInt2Str<char, unsigned long long, unsigned long long>(value, dest, capacity, radix, 0, 0);
+    return int2Str<char, unsigned long long, unsigned long long>(value, dest, capacity, radix, 0, 0);
 }
 
 unsigned int KivQWORD2Str(unsigned long long value, wchar_t* dest, unsigned int capacity, int radix)
 {
-    return TInt2Str<wchar_t, unsigned long long, unsigned long long>(value, dest, capacity, radix, 0, 0);
+    return int2Str<wchar_t, unsigned long long, unsigned long long>(value, dest, capacity, radix, 0, 0);
 }
 
 /* ---- integer parsing ---- */
