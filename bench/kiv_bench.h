@@ -20,7 +20,9 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 /* Size of the text inputs in bytes (UTF-8) or elements. */
@@ -64,6 +66,22 @@ inline void KivBenchCheck(bool ok, const char* what)
         fprintf(stderr, "bench_kivruntime: %s: library and baseline disagree\n", what);
         exit(2);
     }
+}
+
+/* Smallest of the repetitions: on a loaded machine other programs only ever
+ * add time, so the minimum is the steadiest estimate of the code's own
+ * cost.  Reported beside Google Benchmark's mean, median and spread. */
+inline double KivBenchMin(const std::vector<double>& v)
+{
+    return v.empty() ? 0.0 : *std::min_element(v.begin(), v.end());
+}
+
+/* Registers a benchmark under "<row>/<impl>" with the extra "min"
+ * statistic. */
+template <class... Args>
+benchmark::internal::Benchmark* KivBenchAdd(const char* name, Args&&... args)
+{
+    return benchmark::RegisterBenchmark(name, std::forward<Args>(args)...)->ComputeStatistics("min", KivBenchMin);
 }
 
 #endif /* KIV_BENCH_H */

@@ -362,18 +362,18 @@ void UrlDecodeBase(benchmark::State& st)
 
 int Register()
 {
-    benchmark::RegisterBenchmark("Base64Encode/kiv", Base64EncodeKiv);
-    benchmark::RegisterBenchmark("Base64Encode/loop", Base64EncodeBase);
-    benchmark::RegisterBenchmark("Base64Decode/kiv", Base64DecodeKiv);
-    benchmark::RegisterBenchmark("Base64Decode/loop", Base64DecodeBase);
-    benchmark::RegisterBenchmark("HexEncode/kiv", HexEncodeKiv);
-    benchmark::RegisterBenchmark("HexEncode/loop", HexEncodeBase);
-    benchmark::RegisterBenchmark("HexDecode/kiv", HexDecodeKiv);
-    benchmark::RegisterBenchmark("HexDecode/loop", HexDecodeBase);
-    benchmark::RegisterBenchmark("UrlEncode/kiv", UrlEncodeKiv);
-    benchmark::RegisterBenchmark("UrlEncode/loop", UrlEncodeBase);
-    benchmark::RegisterBenchmark("UrlDecode/kiv", UrlDecodeKiv);
-    benchmark::RegisterBenchmark("UrlDecode/loop", UrlDecodeBase);
+    KivBenchAdd("Base64Encode/kiv", Base64EncodeKiv);
+    KivBenchAdd("Base64Encode/loop", Base64EncodeBase);
+    KivBenchAdd("Base64Decode/kiv", Base64DecodeKiv);
+    KivBenchAdd("Base64Decode/loop", Base64DecodeBase);
+    KivBenchAdd("HexEncode/kiv", HexEncodeKiv);
+    KivBenchAdd("HexEncode/loop", HexEncodeBase);
+    KivBenchAdd("HexDecode/kiv", HexDecodeKiv);
+    KivBenchAdd("HexDecode/loop", HexDecodeBase);
+    KivBenchAdd("UrlEncode/kiv", UrlEncodeKiv);
+    KivBenchAdd("UrlEncode/loop", UrlEncodeBase);
+    KivBenchAdd("UrlDecode/kiv", UrlDecodeKiv);
+    KivBenchAdd("UrlDecode/loop", UrlDecodeBase);
     return 0;
 }
 

@@ -260,24 +260,24 @@ int Register()
     for (const auto& c : kIPos) {
         std::string needle = c.miss ? std::string("THE HOST WENT SIDEWAYS") : TailNeedle(c.kind);
         std::string n = c.name;
-        benchmark::RegisterBenchmark(("IPos_" + n + "/kiv").c_str(), IPosKiv, c.kind, needle);
-        benchmark::RegisterBenchmark(("IPos_" + n + "/glibc").c_str(), IPosGlibc, c.kind, needle);
+        KivBenchAdd(("IPos_" + n + "/kiv").c_str(), IPosKiv, c.kind, needle);
+        KivBenchAdd(("IPos_" + n + "/glibc").c_str(), IPosGlibc, c.kind, needle);
     }
 
-    benchmark::RegisterBenchmark("Wildcard_Typical/kiv", WildTypicalKiv);
-    benchmark::RegisterBenchmark("Wildcard_Typical/glibc", WildTypicalGlibc);
+    KivBenchAdd("Wildcard_Typical/kiv", WildTypicalKiv);
+    KivBenchAdd("Wildcard_Typical/glibc", WildTypicalGlibc);
     for (int which = 0; which < 3; which++) {
         for (int n : {256, 1024, 4096}) {
             std::string base = std::string("Wildcard_") + kAdversaryNames[which] + "_N" + std::to_string(n);
-            benchmark::RegisterBenchmark((base + "/kiv").c_str(), WildAdvKiv, which, n);
-            benchmark::RegisterBenchmark((base + "/glibc").c_str(), WildAdvGlibc, which, n);
+            KivBenchAdd((base + "/kiv").c_str(), WildAdvKiv, which, n);
+            KivBenchAdd((base + "/glibc").c_str(), WildAdvGlibc, which, n);
         }
     }
 
     for (const ReplaceCase& c : kReplaceCases) {
         std::string n = c.name;
-        benchmark::RegisterBenchmark(("Replace_" + n + "/kiv").c_str(), ReplaceKiv, c);
-        benchmark::RegisterBenchmark(("Replace_" + n + "/glibc").c_str(), ReplaceGlibc, c);
+        KivBenchAdd(("Replace_" + n + "/kiv").c_str(), ReplaceKiv, c);
+        KivBenchAdd(("Replace_" + n + "/glibc").c_str(), ReplaceGlibc, c);
     }
     return 0;
 }

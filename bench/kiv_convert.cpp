@@ -298,25 +298,25 @@ int Register()
 {
     for (KivTextKind k : kKinds) {
         std::string kn = KivBenchKindName(k);
-        benchmark::RegisterBenchmark(("Utf8Decode_" + kn + "/kiv").c_str(), Utf8DecodeKiv, k);
-        benchmark::RegisterBenchmark(("Utf8Decode_" + kn + "/glibc").c_str(), Utf8DecodeGlibc, k);
+        KivBenchAdd(("Utf8Decode_" + kn + "/kiv").c_str(), Utf8DecodeKiv, k);
+        KivBenchAdd(("Utf8Decode_" + kn + "/glibc").c_str(), Utf8DecodeGlibc, k);
     }
     for (KivTextKind k : kKinds) {
         std::string kn = KivBenchKindName(k);
-        benchmark::RegisterBenchmark(("Utf8Encode_" + kn + "/kiv").c_str(), Utf8EncodeKiv, k);
-        benchmark::RegisterBenchmark(("Utf8Encode_" + kn + "/glibc").c_str(), Utf8EncodeGlibc, k);
+        KivBenchAdd(("Utf8Encode_" + kn + "/kiv").c_str(), Utf8EncodeKiv, k);
+        KivBenchAdd(("Utf8Encode_" + kn + "/glibc").c_str(), Utf8EncodeGlibc, k);
     }
     for (KivTextKind k : {kTextEuropean, kTextEmoji}) {
         std::string kn = KivBenchKindName(k);
-        benchmark::RegisterBenchmark(("Utf16ToUcs4_" + kn + "/kiv").c_str(), Utf16ToUcs4Kiv, k);
-        benchmark::RegisterBenchmark(("Utf16ToUcs4_" + kn + "/loop").c_str(), Utf16ToUcs4Base, k);
-        benchmark::RegisterBenchmark(("Ucs4ToUtf16_" + kn + "/kiv").c_str(), Ucs4ToUtf16Kiv, k);
-        benchmark::RegisterBenchmark(("Ucs4ToUtf16_" + kn + "/loop").c_str(), Ucs4ToUtf16Base, k);
+        KivBenchAdd(("Utf16ToUcs4_" + kn + "/kiv").c_str(), Utf16ToUcs4Kiv, k);
+        KivBenchAdd(("Utf16ToUcs4_" + kn + "/loop").c_str(), Utf16ToUcs4Base, k);
+        KivBenchAdd(("Ucs4ToUtf16_" + kn + "/kiv").c_str(), Ucs4ToUtf16Kiv, k);
+        KivBenchAdd(("Ucs4ToUtf16_" + kn + "/loop").c_str(), Ucs4ToUtf16Base, k);
     }
-    benchmark::RegisterBenchmark("Latin1Decode/kiv", Latin1DecodeKiv);
-    benchmark::RegisterBenchmark("Latin1Decode/loop", Latin1DecodeBase);
-    benchmark::RegisterBenchmark("Latin1Encode/kiv", Latin1EncodeKiv);
-    benchmark::RegisterBenchmark("Latin1Encode/loop", Latin1EncodeBase);
+    KivBenchAdd("Latin1Decode/kiv", Latin1DecodeKiv);
+    KivBenchAdd("Latin1Decode/loop", Latin1DecodeBase);
+    KivBenchAdd("Latin1Encode/kiv", Latin1EncodeKiv);
+    KivBenchAdd("Latin1Encode/loop", Latin1EncodeBase);
     return 0;
 }
 

@@ -252,33 +252,33 @@ int Register()
     static const struct { const char* name; int radix; } kRadix[] = {{"Dec", 10}, {"Hex", 16}};
     for (const auto& r : kRadix) {
         std::string n = r.name;
-        benchmark::RegisterBenchmark(("IntFormat_U32_" + n + "/kiv").c_str(), FormatKiv<unsigned int>, r.radix);
-        benchmark::RegisterBenchmark(("IntFormat_U32_" + n + "/to_chars").c_str(), FormatToChars<unsigned int>,
+        KivBenchAdd(("IntFormat_U32_" + n + "/kiv").c_str(), FormatKiv<unsigned int>, r.radix);
+        KivBenchAdd(("IntFormat_U32_" + n + "/to_chars").c_str(), FormatToChars<unsigned int>,
                                      r.radix);
     }
-    benchmark::RegisterBenchmark("IntFormat_I32_Dec/kiv", FormatKiv<int>, 10);
-    benchmark::RegisterBenchmark("IntFormat_I32_Dec/to_chars", FormatToChars<int>, 10);
+    KivBenchAdd("IntFormat_I32_Dec/kiv", FormatKiv<int>, 10);
+    KivBenchAdd("IntFormat_I32_Dec/to_chars", FormatToChars<int>, 10);
     for (const auto& r : kRadix) {
         std::string n = r.name;
-        benchmark::RegisterBenchmark(("IntFormat_U64_" + n + "/kiv").c_str(), FormatKiv<unsigned long long>,
+        KivBenchAdd(("IntFormat_U64_" + n + "/kiv").c_str(), FormatKiv<unsigned long long>,
                                      r.radix);
-        benchmark::RegisterBenchmark(("IntFormat_U64_" + n + "/to_chars").c_str(),
+        KivBenchAdd(("IntFormat_U64_" + n + "/to_chars").c_str(),
                                      FormatToChars<unsigned long long>, r.radix);
     }
-    benchmark::RegisterBenchmark("IntFormat_I64_Dec/kiv", FormatKiv<long long>, 10);
-    benchmark::RegisterBenchmark("IntFormat_I64_Dec/to_chars", FormatToChars<long long>, 10);
+    KivBenchAdd("IntFormat_I64_Dec/kiv", FormatKiv<long long>, 10);
+    KivBenchAdd("IntFormat_I64_Dec/to_chars", FormatToChars<long long>, 10);
 
     for (const auto& r : kRadix) {
         std::string n = r.name;
-        benchmark::RegisterBenchmark(("IntParse_U32_" + n + "/kiv").c_str(), ParseKiv<unsigned int>, r.radix);
-        benchmark::RegisterBenchmark(("IntParse_U32_" + n + "/from_chars").c_str(), ParseFromChars<unsigned int>,
+        KivBenchAdd(("IntParse_U32_" + n + "/kiv").c_str(), ParseKiv<unsigned int>, r.radix);
+        KivBenchAdd(("IntParse_U32_" + n + "/from_chars").c_str(), ParseFromChars<unsigned int>,
                                      r.radix);
-        benchmark::RegisterBenchmark(("IntParse_U32_" + n + "/strtoul").c_str(), ParseStrtoul<unsigned int>,
+        KivBenchAdd(("IntParse_U32_" + n + "/strtoul").c_str(), ParseStrtoul<unsigned int>,
                                      r.radix);
     }
-    benchmark::RegisterBenchmark("IntParse_I64_Dec/kiv", ParseKiv<long long>, 10);
-    benchmark::RegisterBenchmark("IntParse_I64_Dec/from_chars", ParseFromChars<long long>, 10);
-    benchmark::RegisterBenchmark("IntParse_I64_Dec/strtoll", ParseStrtoul<long long>, 10);
+    KivBenchAdd("IntParse_I64_Dec/kiv", ParseKiv<long long>, 10);
+    KivBenchAdd("IntParse_I64_Dec/from_chars", ParseFromChars<long long>, 10);
+    KivBenchAdd("IntParse_I64_Dec/strtoll", ParseStrtoul<long long>, 10);
     return 0;
 }
 

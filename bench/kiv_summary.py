@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 """kiv_summary.py - ratio table of a bench_kivruntime run.
 
-    kiv_summary.py RESULT.json [--markdown]
+    kiv_summary.py RESULT.json [--markdown] [--stat median|min]
 
 RESULT.json is Google Benchmark's JSON output (--benchmark_format=json or
 --benchmark_out=FILE).  Benchmarks are named "<row>/<impl>": the "kiv" run of
 a row is set beside each of its baseline runs.  With repetitions the medians
-are used (and the spread is shown as the larger coefficient of variation of
-the two runs); without, the single run.
+are used (--stat min: the fastest repetition, the steadier figure on a busy
+machine), and the spread is shown as the larger coefficient of variation of
+the two runs; without repetitions, the single run.
 
     ratio = baseline CPU time / library CPU time   (above 1: the library is faster)
 
@@ -41,13 +42,16 @@ def target_for(row):
     return None, "-"
 
 
-def load(path):
+def load(path, stat):
     with open(path) as f:
         data = json.load(f)
     runs = {}   # run name -> {"cpu": ns, "rate": bytes/s or None, "cv": fraction or None}
     order = []
     singles = {}
-    for b in data.get("benchmarks", []):
+    # Registration order (repetitions may have been interleaved at random).
+    benchmarks = sorted(data.get("benchmarks", []),
+                        key=lambda b: (b.get("family_index", 0), b.get("per_family_instance_index", 0)))
+    for b in benchmarks:
         name = b.get("run_name", b["name"])
         scale = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}[b.get("time_unit", "ns")]
         if name not in order:
@@ -55,10 +59,13 @@ def load(path):
         if b.get("run_type") == "aggregate":
             agg = b.get("aggregate_name")
             entry = runs.setdefault(name, {"cpu": None, "rate": None, "cv": None})
-            if agg == "median":
+            if agg == stat:
                 entry["cpu"] = b["cpu_time"] * scale
-                entry["rate"] = b.get("bytes_per_second")
-            elif agg == "cv":
+            if agg == "median" and b.get("bytes_per_second"):
+                # bytes per iteration, to show the rate of the chosen statistic
+                entry["rate"] = b["bytes_per_second"]
+                entry["bytes"] = b["bytes_per_second"] * b["cpu_time"] * scale * 1e-9
+            if agg == "cv":
                 entry["cv"] = b["cpu_time"]
             elif agg == "stddev" and entry["cv"] is None:
                 entry["sd"] = b["cpu_time"] * scale
@@ -80,6 +87,8 @@ def load(path):
 
 
 def show(entry):
+    if entry["rate"] and entry.get("bytes"):
+        return "%.0f MB/s" % (entry["bytes"] / entry["cpu"] * 1e3)
     if entry["rate"]:
         return "%.0f MB/s" % (entry["rate"] / 1e6)
     ns = entry["cpu"]
@@ -91,7 +100,10 @@ def main(argv):
         sys.stderr.write("usage: kiv_summary.py RESULT.json [--markdown]\n")
         return 2
     markdown = "--markdown" in argv[2:]
-    context, runs, order = load(argv[1])
+    stat = "median"
+    if "--stat" in argv[2:]:
+        stat = argv[argv.index("--stat") + 1]
+    context, runs, order = load(argv[1], stat)
 
     rows = []      # (what, kiv, baseline, ratio, target, met, noise)
     grouped = {}   # row -> {impl: entry}
@@ -161,7 +173,8 @@ def main(argv):
             print(fmt % r)
     missed = [r[0] for r in rows if r[5] == "NO"]
     print()
-    print("ratio = baseline CPU time / kiv CPU time (medians); noise = larger coefficient of variation of the pair")
+    print("ratio = baseline CPU time / kiv CPU time (%s of the repetitions); noise = larger coefficient of variation of the pair"
+          % ("medians" if stat == "median" else stat))
     if context:
         print("machine: %s CPUs at %s MHz; load average %s" % (
             context.get("num_cpus", "?"), context.get("mhz_per_cpu", "?"),
