@@ -18,3 +18,17 @@ corvane_add_gtest(integration_faults_input
   LOCK kivprinter_sock
   TIMEOUT 900)
 add_dependencies(integration_faults_input CorvaneBackend)
+
+corvane_add_gtest(integration_faults_setup
+  SOURCES ${AREA_DIR}/test_faults_setup.cpp ${FAULTS_SUPPORT}
+  LIBS corvane_protocol
+  LOCK kivprinter_sock
+  TIMEOUT 300)
+add_dependencies(integration_faults_setup CorvaneBackend)
+
+corvane_add_gtest(integration_faults_load
+  SOURCES ${AREA_DIR}/test_faults_load.cpp ${FAULTS_SUPPORT}
+  LIBS corvane_protocol
+  LOCK kivprinter_sock
+  TIMEOUT 900)
+add_dependencies(integration_faults_load CorvaneBackend)

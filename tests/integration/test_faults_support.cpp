@@ -104,6 +104,12 @@ std::string faultsMaskLog(const std::string &err)
   return std::regex_replace(s, refused, "$1<ADDR>$2");
 }
 
+unsigned long faultsHostPathInode()
+{
+  struct stat st;
+  return lstat(KIVPRINTER_SOCKET_PATH, &st) == 0 ? (unsigned long)st.st_ino : 0;
+}
+
 std::string faultsWriteFailedLine(int err)
 {
   return std::string("Writing to socket failed: ") + strerror(err) + "\n";
@@ -510,4 +516,68 @@ std::string rasterModelBitmap(const RasterModel &m)
     out += line;
   }
   return out;
+}
+
+/* ---- expected log lines ---- */
+
+static const std::string kQuoted = "DEBUG: \"CorvaneBackend - ";
+static const std::string kPlain = "DEBUG: CorvaneBackend - ";
+
+std::string faultsPageLines(int counter, const std::string &value, const std::string &box,
+                            const std::string &settings, const std::string &paper)
+{
+  std::string n = std::to_string(counter);
+  return kQuoted + "PAGE " + n + " - value: " + value + "\"\n" +
+         kQuoted + "PAGE " + n + " - Starting page - [" + box + "]\"\n" +
+         kQuoted + "PAGE - " + settings + "\"\n" +
+         kPlain + "PAGE - " + paper + "\n" +
+         kQuoted + "RCPACKET_PRN_PAGE_START was sent\"\n";
+}
+
+std::string faultsAllocatedLine(unsigned size, unsigned depth, int res)
+{
+  return kPlain + "Raster data allocated and cleared to white: 0x<ADDR> size: " + std::to_string(size) +
+         " depth: " + std::to_string(depth) + " res: " + std::to_string(res) + "\n";
+}
+
+std::string faultsEndpageLog(const std::vector<WireRecord> &frags, int bytesPerLine, int rasterW,
+                             int nLines, int align, int pageCounter)
+{
+  int aligned = bytesPerLine + align;
+  int sendLines = aligned ? 2000000 / aligned : 0;
+  std::string s = kQuoted + "ENDPAGE - raster_data OK\"\n" + kQuoted + "RCPACKET_PRN_BITMAP_HDR sent\"\n" +
+                  kPlain + "bitmap bytesPerLine: " + std::to_string(bytesPerLine) + " raster_w: " +
+                  std::to_string(rasterW) + " nLines: " + std::to_string(nLines) +
+                  " alignPerLine: " + std::to_string(align) + "\n" + kQuoted + "sendLines: " +
+                  std::to_string(sendLines) + " rwsize: " + std::to_string(sendLines * aligned) + "\"\n";
+  int k = 0;
+  for (const WireRecord &f : frags)
+  {
+    s += kQuoted + "lzf_compress: " + std::to_string(f.rec.dataLength) +
+         " sendLength: " + std::to_string(f.rec.fragment.uncompressedLength) + "\"\n";
+    s += kQuoted + std::to_string(++k) + "/" + std::to_string(nLines) + " RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n";
+  }
+  return s + kQuoted + "RCPACKET_PRN_BITMAP_END sent\"\n" + kQuoted + "PAGE " + std::to_string(pageCounter) +
+         " sent\"\n";
+}
+
+std::vector<WireRecord> faultsFragments(const std::vector<WireRecord> &recs)
+{
+  std::vector<WireRecord> f;
+  for (const WireRecord &w : recs)
+    if (w.rec.id == RCPACKETID_PRN_BITMAP_FRAGMENT)
+      f.push_back(w);
+  return f;
+}
+
+std::string faultsBitmap(const std::vector<WireRecord> &frags)
+{
+  std::string all;
+  for (const WireRecord &f : frags)
+  {
+    std::string out, error;
+    EXPECT_TRUE(decompressWire(f, &out, &error)) << error;
+    all += out;
+  }
+  return all;
 }

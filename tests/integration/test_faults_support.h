@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "../protocol/test_records_wire.h"
 #include "child_process.h"
 
 /* The address sanitizer makes every process several times larger and
@@ -59,6 +60,11 @@ std::string faultsMaskLog(const std::string &err);
    there (socket, file or empty directory).  False with a reason when it
    stays taken. */
 bool faultsClaimHostPath(std::string *why);
+
+/* The inode of whatever /tmp/kivprinter.sock names now (0 when nothing):
+   a test compares it before and after a run to tell whether another
+   program of this machine took the path over meanwhile. */
+unsigned long faultsHostPathInode();
 
 /* "Writing to socket failed: <text>\n" for an errno value. */
 std::string faultsWriteFailedLine(int err);
@@ -181,6 +187,24 @@ void rasterModelLine(RasterModel *m, const std::string &data);
    taken with the RASTER geometry, each group of three bytes reversed,
    padded with zeros to a multiple of 4 (bytesPerLine a multiple of 3). */
 std::string rasterModelBitmap(const RasterModel &m);
+
+/* ---- expected log lines ---- */
+
+/* The five lines of a PAGE command with ten numbers that was sent. */
+std::string faultsPageLines(int counter, const std::string &value, const std::string &box,
+                            const std::string &settings, const std::string &paper);
+
+/* The raster allocation line (address masked as faultsMaskLog does). */
+std::string faultsAllocatedLine(unsigned size, unsigned depth, int res);
+
+/* ENDPAGE's lines for a page sent as the given fragments; align is
+   alignPerLine. */
+std::string faultsEndpageLog(const std::vector<WireRecord> &frags, int bytesPerLine, int rasterW,
+                             int nLines, int align, int pageCounter);
+
+/* The fragments among records, and their data decompressed and joined. */
+std::vector<WireRecord> faultsFragments(const std::vector<WireRecord> &recs);
+std::string faultsBitmap(const std::vector<WireRecord> &frags);
 
 /* This process's resident size in KiB. */
 long selfRssKb();
