@@ -5,9 +5,16 @@
  *
  * A target reports a broken invariant by aborting, so a clean exit means
  * every input passed.  Missing directories are skipped: a target may have no
- * fixed crash inputs yet.
+ * fixed crash inputs yet.  A path that exists but cannot be read, or a run
+ * that finds no input at all, is a failure: a replay that silently runs
+ * nothing would pass for ever.
  */
+/* 64-bit file offsets and inode numbers also on 32-bit hosts, where the
+   plain stat() and readdir() fail with EOVERFLOW on large file systems. */
+#define _FILE_OFFSET_BITS 64
+
 #include <dirent.h>
+#include <errno.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -37,30 +44,48 @@ static bool readFile(const std::string &path, std::vector<uint8_t> *out)
   return true;
 }
 
-/* Adds path, or the regular files inside it, to files (sorted by name). */
-static void collect(const std::string &path, std::vector<std::string> *files)
+/* Adds path, or the regular files inside it, to files (sorted by name).
+   False when path exists but cannot be read. */
+static bool collect(const std::string &path, std::vector<std::string> *files)
 {
   struct stat st;
   if (stat(path.c_str(), &st) != 0)
-    return;
+  {
+    if (errno == ENOENT)
+      return true;
+    fprintf(stderr, "replay: cannot look at %s: %s\n", path.c_str(), strerror(errno));
+    return false;
+  }
   if (S_ISREG(st.st_mode))
   {
     files->push_back(path);
-    return;
+    return true;
   }
   if (!S_ISDIR(st.st_mode))
-    return;
+    return true;
   DIR *dir = opendir(path.c_str());
   if (!dir)
-    return;
+  {
+    fprintf(stderr, "replay: cannot open %s: %s\n", path.c_str(), strerror(errno));
+    return false;
+  }
   std::vector<std::string> names;
+  errno = 0;
   while (struct dirent *e = readdir(dir))
     if (e->d_name[0] != '.')
       names.push_back(path + "/" + e->d_name);
+  int error = errno;
   closedir(dir);
+  if (error)
+  {
+    fprintf(stderr, "replay: cannot read %s: %s\n", path.c_str(), strerror(error));
+    return false;
+  }
   std::sort(names.begin(), names.end());
   for (const std::string &n : names)
-    collect(n, files);
+    if (!collect(n, files))
+      return false;
+  return true;
 }
 
 int main(int argc, char **argv)
@@ -71,7 +96,13 @@ int main(int argc, char **argv)
   if (LLVMFuzzerInitialize)
     LLVMFuzzerInitialize(&argc, &argv);
   for (int i = 1; i < argc; i++)
-    collect(argv[i], &files);
+    if (!collect(argv[i], &files))
+      return 1;
+  if (files.empty())
+  {
+    fprintf(stderr, "replay: no input found\n");
+    return 1;
+  }
   for (const std::string &f : files)
   {
     if (!readFile(f, &data))
