@@ -61,8 +61,9 @@ template <typename C> struct Source
   std::vector<C> elements;   /* the text and a terminating zero */
   unsigned int count;        /* what is passed: explicit, or -1 */
   size_t length;             /* the elements that take part */
+  C *exact;                  /* explicit count: a copy of exactly length elements */
 
-  Source(const Text &t, bool all)
+  Source(const Text &t, bool all) : exact(NULL)
   {
     for (uint32_t v : t)
       elements.push_back((C)v);
@@ -76,9 +77,19 @@ template <typename C> struct Source
     {
       count = (unsigned int)t.size();
       length = t.size();
+      /* Reading past an explicit count is caught in this block. */
+      if (length)
+      {
+        exact = (C *)malloc(length * sizeof(C));
+        memcpy(exact, elements.data(), length * sizeof(C));
+      }
     }
   }
-  const C *data() const { return elements.data(); }
+  ~Source() { free(exact); }
+  Source(const Source &) = delete;
+  Source &operator=(const Source &) = delete;
+
+  const C *data() const { return exact ? exact : elements.data(); }
   uint32_t at(size_t i) const { return (uint32_t)elements[i]; }
 };
 
@@ -406,6 +417,10 @@ template <typename C> static void hex(const std::string &bytes, bool all, size_t
   src.push_back(0);
   unsigned int count = all ? kAll : (unsigned int)bytes.size();
   size_t n = all ? strlen((const char *)src.data()) : bytes.size();
+  ExactBuffer<unsigned char> copy(all ? 0 : n);   /* an explicit count: exactly n bytes */
+  if (!all && n)
+    memcpy(copy.p, src.data(), n);
+  const unsigned char *sp = all || n == 0 ? src.data() : copy.p;
   std::vector<C> want;
   for (size_t i = 0; i < n; i++)
   {
@@ -414,15 +429,15 @@ template <typename C> static void hex(const std::string &bytes, bool all, size_t
   }
 
   /* All or nothing: too small a capacity leaves every element as it was. */
-  FUZZ_CHECK(KivStrEncodeHex((C *)NULL, 0, src.data(), count) == 2 * n + 1);
-  FUZZ_CHECK(KivStrEncodeHex((C *)NULL, (unsigned int)(2 * n + 1), src.data(), count) == 2 * n + 1);
+  FUZZ_CHECK(KivStrEncodeHex((C *)NULL, 0, sp, count) == 2 * n + 1);
+  FUZZ_CHECK(KivStrEncodeHex((C *)NULL, (unsigned int)(2 * n + 1), sp, count) == 2 * n + 1);
   size_t caps[3] = {cap, 2 * n, 2 * n + 1};
   for (size_t c : caps)
   {
     ExactBuffer<C> exact(c);
     GuardedBuffer<C> g(c, fuzzMarker<C>());
-    unsigned int r = KivStrEncodeHex(exact.p, (unsigned int)c, src.data(), count);
-    FUZZ_CHECK(KivStrEncodeHex(g.data(), (unsigned int)c, src.data(), count) == r && g.guardsIntact());
+    unsigned int r = KivStrEncodeHex(exact.p, (unsigned int)c, sp, count);
+    FUZZ_CHECK(KivStrEncodeHex(g.data(), (unsigned int)c, sp, count) == r && g.guardsIntact());
     if (c <= 2 * n)
     {
       FUZZ_CHECK(r == 2 * n + 1);
@@ -557,9 +572,13 @@ template <typename C> static void base64(const std::string &bytes, bool all, siz
   src.push_back(0);
   unsigned int count = all ? kAll : (unsigned int)bytes.size();
   size_t n = all ? strlen((const char *)src.data()) : bytes.size();
+  ExactBuffer<unsigned char> copy(all ? 0 : n);   /* an explicit count: exactly n bytes */
+  if (!all && n)
+    memcpy(copy.p, src.data(), n);
+  const unsigned char *sp = all || n == 0 ? src.data() : copy.p;
   Items<C> enc = itemsOf<C>(refEncode64(src.data(), n, lineBreaks));
   std::vector<C> encoded = checkWriter<C>(
-      [&](C *d, unsigned int c) { return KivStrUUEncode(d, c, src.data(), count, lineBreaks); }, cap, CUT_ITEMS,
+      [&](C *d, unsigned int c) { return KivStrUUEncode(d, c, sp, count, lineBreaks); }, cap, CUT_ITEMS,
       &enc);
 
   Source<C> back(Text(encoded.begin(), encoded.end()), false);

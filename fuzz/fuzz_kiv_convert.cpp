@@ -101,6 +101,25 @@ template <typename T> static Count countFor(const std::vector<T> &src, bool all)
   return c;
 }
 
+/* The pointer handed to a converter: with an explicit count, a copy in a
+   block of exactly that many elements, so that reading past the count is
+   caught; with -1, the terminated source itself. */
+template <typename T> struct Handed
+{
+  ExactBuffer<T> copy;
+  const T *p;
+
+  Handed(const std::vector<T> &src, const Count &n) : copy(n.value == kAll ? 0 : n.length), p(src.data())
+  {
+    if (n.value != kAll)
+    {
+      for (size_t i = 0; i < n.length; i++)
+        copy.p[i] = src[i];
+      p = n.length ? copy.p : src.data();
+    }
+  }
+};
+
 static void encodeUTF8(const std::vector<wchar_t> &src, bool all, size_t cap)
 {
   Count n = countFor(src, all);
@@ -110,7 +129,8 @@ static void encodeUTF8(const std::vector<wchar_t> &src, bool all, size_t cap)
     std::string seq = refEncodeChar((uint32_t)src[i]);
     items.add(seq.data(), seq.size());
   }
-  const wchar_t *s = src.data();
+  Handed<wchar_t> handed(src, n);
+  const wchar_t *s = handed.p;
   std::vector<char> out = checkWriter<char>(
       [&](char *d, unsigned int c) { return KivStrEncodeUTF8(d, c, s, n.value); }, cap, CUT_ITEMS, &items);
   std::vector<char> ansi = checkWriter<char>(
@@ -144,7 +164,8 @@ static void decodeUTF8(const std::string &bytes, bool all, size_t cap)
     i += refDecodeChar((const unsigned char *)src.data() + i, n.length - i, &v);
     items.add((wchar_t)v);
   }
-  const char *s = src.data();
+  Handed<char> handed(src, n);
+  const char *s = handed.p;
   std::vector<wchar_t> out = checkWriter<wchar_t>(
       [&](wchar_t *d, unsigned int c) { return KivStrDecodeUTF8(d, c, s, n.value); }, cap, CUT_UNITS, &items);
   std::vector<wchar_t> ansi = checkWriter<wchar_t>(
@@ -160,7 +181,8 @@ static void latin1(const std::string &bytes, bool all, size_t cap)
   Items<wchar_t> items;
   for (size_t i = 0; i < n.length; i++)
     items.add((wchar_t)(int32_t)(signed char)src[i]);
-  const char *s = src.data();
+  Handed<char> handed(src, n);
+  const char *s = handed.p;
   std::vector<wchar_t> wide = checkWriter<wchar_t>(
       [&](wchar_t *d, unsigned int c) { return KivStrDecodeLatin1(d, c, s, n.value); }, cap, CUT_UNITS, &items);
 
@@ -169,8 +191,9 @@ static void latin1(const std::string &bytes, bool all, size_t cap)
   Items<char> same;
   for (size_t i = 0; i < n.length; i++)
     same.add(src[i]);
-  wide.push_back(0);
-  const wchar_t *w = wide.data();
+  Count wc = {(unsigned int)n.length, n.length};
+  Handed<wchar_t> handedWide(wide, wc);
+  const wchar_t *w = handedWide.p;
   unsigned int wn = (unsigned int)n.length;
   checkWriter<char>([&](char *d, unsigned int c) { return KivStrEncodeLatin1(d, c, w, wn); }, cap, CUT_UNITS,
                     &same);
@@ -185,7 +208,8 @@ static void encodeLatin1(const std::vector<wchar_t> &src, bool all, size_t cap)
   Items<char> items;
   for (size_t i = 0; i < n.length; i++)
     items.add((int32_t)src[i] > 255 ? '?' : (char)((uint32_t)src[i] & 0xFF));
-  const wchar_t *s = src.data();
+  Handed<wchar_t> handed(src, n);
+  const wchar_t *s = handed.p;
   checkWriter<char>([&](char *d, unsigned int c) { return KivStrEncodeLatin1(d, c, s, n.value); }, cap,
                     CUT_UNITS, &items);
 }
@@ -212,7 +236,8 @@ static void utf16ToUcs4(const std::vector<unsigned short> &src, bool all, size_t
     items.add(u);
     i++;
   }
-  const unsigned short *s = src.data();
+  Handed<unsigned short> handed(src, n);
+  const unsigned short *s = handed.p;
   std::vector<unsigned int> out = checkWriter<unsigned int>(
       [&](unsigned int *d, unsigned int c) { return KivStrUTF16ToUCS4(d, c, s, n.value); }, cap, CUT_UNITS,
       &items);
@@ -257,7 +282,8 @@ static void ucs4ToUtf16(const std::vector<unsigned int> &src, bool all, size_t c
     }
     items.add(pair, 2);
   }
-  const unsigned int *s = src.data();
+  Handed<unsigned int> handed(src, n);
+  const unsigned int *s = handed.p;
   std::vector<unsigned short> out = checkWriter<unsigned short>(
       [&](unsigned short *d, unsigned int c) { return KivStrUCS4ToUTF16(d, c, s, n.value); }, cap, CUT_ITEMS,
       &items);
