@@ -16,6 +16,8 @@
 
 #include <limits.h>
 #include <stdlib.h>
+#include <string.h>
+#include <wchar.h>
 
 /*
  * KivWriter - destination state of one bounded write (private to this file).  The total is kept in
@@ -99,17 +101,14 @@ static inline int32_t KivCharValue(wchar_t c)
     return (int32_t)(uint32_t)c;
 }
 
-/* Length of a narrow text up to its zero (0 for null). */
+/* Length of a narrow text up to its zero (0 for null); the C library's
+ * strlen looks at many bytes per step. */
 static uint64_t KivNarrowLength(char const* s)
 {
-    uint64_t n = 0;
-    if (s)
-        while (s[n] != 0)
-            n++;
-    return n;
+    return s ? (uint64_t)strlen(s) : 0;
 }
 
-/* Length of a wide text up to its zero (0 for null). */
+/* Length of a text of 16- or 32-bit units up to its zero (0 for null). */
 template <class U>
 static uint64_t KivUnitLength(U const* s)
 {
@@ -118,6 +117,65 @@ static uint64_t KivUnitLength(U const* s)
         while (s[n] != 0)
             n++;
     return n;
+}
+
+/* The same for wide characters, by the C library's wcslen. */
+static uint64_t KivUnitLength(wchar_t const* s)
+{
+    return s ? (uint64_t)wcslen(s) : 0;
+}
+
+/* 1 if the 8 bytes at s are all below 0x80.  Read as one 64-bit word
+ * through memcpy (no alignment needed) and tested against a mask that has
+ * the top bit of every byte, which gives the same answer in either byte
+ * order. */
+static inline int KivAscii8(unsigned char const* s)
+{
+    uint64_t word;
+    memcpy(&word, s, 8);
+    return (word & 0x8080808080808080ull) == 0;
+}
+
+/* Index (0-7) of the first byte of 0x80 or above among the 8 bytes at b,
+ * given mask, the non-zero result of masking those bytes read as one word
+ * as in KivAscii8.  The byte is found from the mask's lowest set bit on a
+ * little-endian host and from its highest on a big-endian one, or byte by
+ * byte where the byte order is not known at compile time. */
+static inline unsigned int KivFirstHigh8(unsigned char const* b, uint64_t mask)
+{
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    (void)b;
+    return (unsigned int)__builtin_ctzll(mask) >> 3;
+#elif defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    (void)b;
+    return (unsigned int)__builtin_clzll(mask) >> 3;
+#else
+    (void)mask;
+    unsigned int k = 0;
+    while (b[k] < 0x80)
+        k++;
+    return k;
+#endif
+}
+
+/* Copies 16 bytes at s into the local block b and returns the number of
+ * bytes below 0x80 at its start (16 when all are).  Working on the copy
+ * lets the compiler widen the block with vector instructions: stores into
+ * the destination cannot change it, as they could change the source as far
+ * as the compiler knows. */
+static inline unsigned int KivLoadAscii16(unsigned char (&b)[16], unsigned char const* s)
+{
+    memcpy(b, s, 16);
+    uint64_t w0, w1;
+    memcpy(&w0, s, 8);
+    memcpy(&w1, s + 8, 8);
+    const uint64_t m0 = w0 & 0x8080808080808080ull;
+    const uint64_t m1 = w1 & 0x8080808080808080ull;
+    if (m0 != 0)
+        return KivFirstHigh8(b, m0);
+    if (m1 != 0)
+        return 8 + KivFirstHigh8(b + 8, m1);
+    return 16;
 }
 
 /* Number of input units to convert: the count as given, or up to the zero
@@ -193,25 +251,45 @@ unsigned int CharEncodeUTF8(char* dest, unsigned int room, wchar_t const* c, uns
  * sequence cut short by the end of the input gives '?' and consumes one
  * byte, so the rest of a broken sequence is judged byte by byte.
  */
-static unsigned int KivDecodeOne(unsigned char const* s, uint64_t available, uint32_t* out)
+static inline unsigned int KivDecodeOne(unsigned char const* s, uint64_t available, uint32_t* out)
 {
     unsigned int b = s[0];
     if (b < 0x80) {
         *out = b;
         return 1;
     }
+    /* The three-, two- and four-byte forms, all of Unicode, are spelled
+     * out, East Asian text's three-byte form first; the five- and six-byte
+     * ones go through the general loop. */
+    if ((b & 0xF0) == 0xE0) {
+        /* Both following bytes checked by one test. */
+        if (available >= 3 && ((((unsigned int)s[1] << 8) | s[2]) & 0xC0C0) == 0x8080) {
+            *out = ((uint32_t)(b & 0x0F) << 12) | ((uint32_t)(s[1] & 0x3F) << 6) | (uint32_t)(s[2] & 0x3F);
+            return 3;
+        }
+        *out = '?';
+        return 1;
+    }
+    if ((b & 0xE0) == 0xC0) {
+        if (available >= 2 && (s[1] & 0xC0) == 0x80) {
+            *out = ((uint32_t)(b & 0x1F) << 6) | (uint32_t)(s[1] & 0x3F);
+            return 2;
+        }
+        *out = '?';
+        return 1;
+    }
+    if ((b & 0xF8) == 0xF0) {
+        if (available >= 4 && (s[1] & 0xC0) == 0x80 && (s[2] & 0xC0) == 0x80 && (s[3] & 0xC0) == 0x80) {
+            *out = ((uint32_t)(b & 0x07) << 18) | ((uint32_t)(s[1] & 0x3F) << 12) |
+                   ((uint32_t)(s[2] & 0x3F) << 6) | (uint32_t)(s[3] & 0x3F);
+            return 4;
+        }
+        *out = '?';
+        return 1;
+    }
     unsigned int len;
     uint32_t v;
-    if ((b & 0xE0) == 0xC0) {
-        len = 2;
-        v = b & 0x1F;
-    } else if ((b & 0xF0) == 0xE0) {
-        len = 3;
-        v = b & 0x0F;
-    } else if ((b & 0xF8) == 0xF0) {
-        len = 4;
-        v = b & 0x07;
-    } else if ((b & 0xFC) == 0xF8) {
+    if ((b & 0xFC) == 0xF8) {
         len = 5;
         v = b & 0x03;
     } else if ((b & 0xFE) == 0xFC) {
@@ -256,34 +334,90 @@ unsigned int CharDecodeUTF8(wchar_t* dest, unsigned int room, unsigned char cons
 
 /*
  * KivStrEncodeUTF8 - UCS-4 to UTF-8.  A sequence is never cut: a character
- * whose sequence does not fit in the remaining room ends writing.  Runs of
- * ASCII are copied by a short loop; the result is the same.
+ * whose sequence does not fit in the remaining room ends writing.
+ *
+ * While at least six bytes of room are left every character fits, so the
+ * first loop writes without asking: ASCII eight characters at a time when
+ * they come in a row, every other character as one sequence with the
+ * common lengths spelled out.  Near the end of the room the second loop
+ * weighs each character exactly.  The result is the same as one character
+ * after the other through CharEncodeUTF8.
  */
 unsigned int KivStrEncodeUTF8(char* dest, unsigned int capacity, wchar_t const* src, unsigned int count)
 {
     uint64_t n = KivInputCount(src, count);
     KivWriter<char> w(dest, capacity);
     uint64_t i = 0;
-    while (i < n && w.writing) {
-        /* ASCII run */
-        while (i < n && (uint32_t)src[i] < 0x80 && w.pos < w.room) {
-            w.dest[w.pos++] = (char)(unsigned char)src[i];
-            i++;
+    if (w.writing) {
+        wchar_t const* p = src;
+        wchar_t const* const pEnd = src + n;
+        char* o = w.dest;
+        char* const oEnd = w.dest + w.room;
+        while (p < pEnd && oEnd - o >= 6) {
+            uint32_t u = (uint32_t)*p;
+            if (u < 0x80) {
+                if (pEnd - p >= 8 && oEnd - o >= 8) {
+                    /* A local copy, for the same reason as in
+                     * KivLoadAscii16. */
+                    uint32_t c[8];
+                    uint32_t any = 0;
+                    for (unsigned int k = 0; k < 8; k++) {
+                        c[k] = (uint32_t)p[k];
+                        any |= c[k];
+                    }
+                    if (any < 0x80) {
+                        for (unsigned int k = 0; k < 8; k++)
+                            o[k] = (char)(unsigned char)c[k];
+                        p += 8;
+                        o += 8;
+                        continue;
+                    }
+                    /* Another character lies among these eight, and eight
+                     * bytes are free: copy up to it without counting. */
+                    while ((uint32_t)*p < 0x80)
+                        *o++ = (char)(unsigned char)(uint32_t)*p++;
+                    continue;
+                }
+                *o++ = (char)(unsigned char)u;
+                p++;
+                continue;
+            }
+            int32_t v = KivCharValue(*p);
+            if (v < 0) {
+                *o++ = (char)(unsigned char)(u & 0xFF); /* a negative value: its low byte */
+            } else if (v <= 0x7FF) {
+                o[0] = (char)(unsigned char)(0xC0 | (u >> 6));
+                o[1] = (char)(unsigned char)(0x80 | (u & 0x3F));
+                o += 2;
+            } else if (v <= 0xFFFF) {
+                o[0] = (char)(unsigned char)(0xE0 | (u >> 12));
+                o[1] = (char)(unsigned char)(0x80 | ((u >> 6) & 0x3F));
+                o[2] = (char)(unsigned char)(0x80 | (u & 0x3F));
+                o += 3;
+            } else if (v <= 0x1FFFFF) {
+                o[0] = (char)(unsigned char)(0xF0 | (u >> 18));
+                o[1] = (char)(unsigned char)(0x80 | ((u >> 12) & 0x3F));
+                o[2] = (char)(unsigned char)(0x80 | ((u >> 6) & 0x3F));
+                o[3] = (char)(unsigned char)(0x80 | (u & 0x3F));
+                o += 4;
+            } else {
+                o += CharEncodeUTF8(o, (unsigned int)(oEnd - o), p, 0);
+            }
+            p++;
         }
+        for (; p < pEnd; p++) {
+            unsigned int len = KivUTF8Length(KivCharValue(*p));
+            if (len > (unsigned int)(oEnd - o))
+                break;
+            CharEncodeUTF8(o, (unsigned int)(oEnd - o), p, 0);
+            o += len;
+        }
+        i = (uint64_t)(p - src);
+        w.pos = (unsigned int)(o - w.dest);
         w.total = w.pos;
-        if (i >= n)
-            break;
-        unsigned int len = CharEncodeUTF8(w.dest + w.pos, w.room - w.pos, &src[i], 0);
-        w.total += len;
-        if (len > w.room - w.pos) {
-            w.Stop();
-        } else {
-            w.pos += len;
-        }
-        i++;
+        if (i < n)
+            w.Stop(); /* the character at i did not fit */
     }
-    if (w.writing)
-        w.total = w.pos;
     for (; i < n; i++)
         w.total += KivUTF8Length(KivCharValue(src[i]));
     return w.Finish();
@@ -293,6 +427,14 @@ unsigned int KivStrEncodeUTF8(char* dest, unsigned int capacity, wchar_t const* 
  * KivStrDecodeUTF8 - UTF-8 to UCS-4, one character per sequence (see
  * KivDecodeOne for the leniency).  Zero bytes inside an explicit count
  * decode to U+0000 like any other byte.
+ *
+ * Every sequence gives exactly one character.  While sixteen input bytes
+ * and sixteen cells remain, ASCII is tested and widened sixteen bytes at a
+ * time (up to the first other byte), and the common multi-byte sequences
+ * are checked and decoded by one test each; near either end the loop takes
+ * one character at a time and stops when the room is used up.  The rest is
+ * then only counted, ASCII eight bytes at a time.  Results and output are
+ * those of KivDecodeOne applied sequence after sequence.
  */
 unsigned int KivStrDecodeUTF8(wchar_t* dest, unsigned int capacity, char const* src, unsigned int count)
 {
@@ -300,24 +442,86 @@ unsigned int KivStrDecodeUTF8(wchar_t* dest, unsigned int capacity, char const* 
     unsigned char const* s = reinterpret_cast<unsigned char const*>(src);
     KivWriter<wchar_t> w(dest, capacity);
     uint64_t i = 0;
-    while (i < n) {
-        if (w.writing) {
-            /* ASCII run: one byte, one character */
-            while (i < n && s[i] < 0x80 && w.pos < w.room) {
-                w.dest[w.pos++] = (wchar_t)s[i];
-                i++;
+    if (w.writing) {
+        /* Pointers rather than offsets, so that the compiler sees sixteen
+         * neighbouring cells in the block copy and can widen them at once. */
+        unsigned char const* p = s;
+        unsigned char const* const pEnd = s + n;
+        wchar_t* o = w.dest;
+        wchar_t* const oEnd = w.dest + w.room;
+
+        /* While sixteen bytes and sixteen cells are left, neither end needs
+         * watching inside a step: a sequence is at most six bytes and gives
+         * one character. */
+        while (pEnd - p >= 16 && oEnd - o >= 16) {
+            if (*p >= 0x80) {
+                /* The next four bytes as one number, first byte highest
+                 * (built from the bytes, so the same on every host): one
+                 * test then checks a whole two-, three- or four-byte
+                 * sequence, lead and following bytes together.  Anything
+                 * else goes to KivDecodeOne. */
+                uint32_t x = ((uint32_t)p[0] << 24) | ((uint32_t)p[1] << 16) | ((uint32_t)p[2] << 8) | p[3];
+                uint32_t v;
+                if ((x & 0xF0C0C000u) == 0xE0808000u) {
+                    v = ((x >> 12) & 0xF000u) | ((x >> 10) & 0x0FC0u) | ((x >> 8) & 0x3Fu);
+                    p += 3;
+                } else if ((x & 0xE0C00000u) == 0xC0800000u) {
+                    v = ((x >> 18) & 0x07C0u) | ((x >> 16) & 0x3Fu);
+                    p += 2;
+                } else if ((x & 0xF8C0C0C0u) == 0xF0808080u) {
+                    v = ((x >> 6) & 0x1C0000u) | ((x >> 4) & 0x3F000u) | ((x >> 2) & 0x0FC0u) | (x & 0x3Fu);
+                    p += 4;
+                } else {
+                    p += KivDecodeOne(p, 16, &v); /* 16 bytes are there */
+                }
+                *o++ = (wchar_t)v;
+                continue;
             }
-            w.total = w.pos;
-            if (i >= n)
-                break;
-        } else if (s[i] < 0x80) {
-            w.total++; /* measuring: an ASCII byte is one character */
-            i++;
+            /* Sixteen bytes and cells at once; where a byte of 0x80 or above
+             * lies among them, only the ASCII bytes before it are kept.
+             * With at least 96 bytes left, the cells after those are
+             * written too, ahead of time: never a visible difference,
+             * because they will all be overwritten.  Either the room runs
+             * out later (and every cell up to its end is written) or the
+             * output runs on to the end of the input, which here is at
+             * least 16 more characters, as no sequence is longer than 6
+             * bytes. */
+            unsigned char b[16];
+            unsigned int ascii = KivLoadAscii16(b, p);
+            if (ascii == 16 || pEnd - p >= 96) {
+                for (unsigned int k = 0; k < 16; k++)
+                    o[k] = (wchar_t)b[k];
+            } else {
+                for (unsigned int k = 0; k < ascii; k++)
+                    o[k] = (wchar_t)b[k];
+            }
+            p += ascii;
+            o += ascii;
+        }
+        /* Near either end: one character at a time. */
+        while (p < pEnd) {
+            if (o >= oEnd)
+                break; /* the character at p does not fit */
+            uint32_t v;
+            p += KivDecodeOne(p, (uint64_t)(pEnd - p), &v);
+            *o++ = (wchar_t)v;
+        }
+        i = (uint64_t)(p - s);
+        w.pos = (unsigned int)(o - w.dest);
+        w.total = w.pos;
+        if (i < n)
+            w.Stop();
+    }
+    /* Measuring, or counting what did not fit. */
+    while (i < n) {
+        if (n - i >= 8 && KivAscii8(s + i)) {
+            w.total += 8;
+            i += 8;
             continue;
         }
         uint32_t v;
         i += KivDecodeOne(s + i, n - i, &v);
-        w.Put((wchar_t)v);
+        w.total++;
     }
     return w.Finish();
 }
@@ -345,7 +549,19 @@ unsigned int KivStrEncodeLatin1(char* dest, unsigned int capacity, wchar_t const
 {
     uint64_t n = KivInputCount(src, count);
     KivWriter<char> w(dest, capacity);
-    for (uint64_t i = 0; i < n; i++) {
+    uint64_t i = 0;
+    if (w.writing) {
+        /* The characters that surely fit, in a plain loop; the writer takes
+         * over for any rest. */
+        uint64_t fit = n < w.room ? n : w.room;
+        for (; i < fit; i++) {
+            int32_t v = KivCharValue(src[i]);
+            w.dest[i] = v > 255 ? '?' : (char)(unsigned char)(v & 0xFF);
+        }
+        w.pos = (unsigned int)fit;
+        w.total = fit;
+    }
+    for (; i < n; i++) {
         int32_t v = KivCharValue(src[i]);
         w.Put(v > 255 ? '?' : (char)(unsigned char)(v & 0xFF));
     }
@@ -362,7 +578,17 @@ unsigned int KivStrDecodeLatin1(wchar_t* dest, unsigned int capacity, char const
 {
     uint64_t n = KivInputCount(src, count);
     KivWriter<wchar_t> w(dest, capacity);
-    for (uint64_t i = 0; i < n; i++)
+    uint64_t i = 0;
+    if (w.writing) {
+        /* The bytes that surely fit, in a plain loop; the writer takes over
+         * for any rest. */
+        uint64_t fit = n < w.room ? n : w.room;
+        for (; i < fit; i++)
+            w.dest[i] = (wchar_t)(signed char)src[i];
+        w.pos = (unsigned int)fit;
+        w.total = fit;
+    }
+    for (; i < n; i++)
         w.Put((wchar_t)(signed char)src[i]);
     return w.Finish();
 }
@@ -377,6 +603,28 @@ unsigned int KivStrUTF16ToUCS4(unsigned int* dest, unsigned int capacity, unsign
     uint64_t n = KivInputCount(src, count);
     KivWriter<unsigned int> w(dest, capacity);
     uint64_t i = 0;
+    if (w.writing) {
+        /* Each item is one cell: while a cell is left, write without the
+         * writer's bookkeeping; it takes over at the end of the room. */
+        unsigned int* d = w.dest;
+        const unsigned int room = w.room;
+        unsigned int pos = 0;
+        while (i < n && pos < room) {
+            unsigned int u = src[i];
+            if (u - 0xD800u < 0x800u) {
+                if (u <= 0xDBFF && n - i >= 2 && src[i + 1] >= 0xDC00 && src[i + 1] <= 0xDFFF) {
+                    d[pos++] = (u << 10) + src[i + 1] - 0x35FDC00u;
+                    i += 2;
+                    continue;
+                }
+                u = '?';
+            }
+            d[pos++] = u;
+            i++;
+        }
+        w.pos = pos;
+        w.total = pos;
+    }
     while (i < n) {
         unsigned int u = src[i];
         if (u >= 0xD800 && u <= 0xDBFF && n - i >= 2 && src[i + 1] >= 0xDC00 && src[i + 1] <= 0xDFFF) {
@@ -401,7 +649,30 @@ unsigned int KivStrUCS4ToUTF16(unsigned short* dest, unsigned int capacity, unsi
 {
     uint64_t n = KivInputCount(src, count);
     KivWriter<unsigned short> w(dest, capacity);
-    for (uint64_t i = 0; i < n; i++) {
+    uint64_t i = 0;
+    if (w.writing) {
+        /* No character takes more than three units: while three are left,
+         * write without the writer's bookkeeping; it takes over near the
+         * end of the room. */
+        unsigned short* d = w.dest;
+        const unsigned int room = w.room;
+        unsigned int pos = 0;
+        for (; i < n && room - pos >= 3; i++) {
+            uint32_t c = src[i];
+            if (c <= 0xFFFF) {
+                d[pos++] = (unsigned short)c;
+                continue;
+            }
+            if (c > 0x10FFFF)
+                d[pos++] = (unsigned short)'?';
+            d[pos] = (unsigned short)(((c >> 10) + 0xD7C0) & 0xFFFF);
+            d[pos + 1] = (unsigned short)((c & 0x3FF) + 0xDC00);
+            pos += 2;
+        }
+        w.pos = pos;
+        w.total = pos;
+    }
+    for (; i < n; i++) {
         uint32_t c = src[i];
         if (c <= 0xFFFF) {
             w.Put((unsigned short)c);
