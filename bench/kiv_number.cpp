@@ -4,7 +4,10 @@
  *
  *   IntFormat_<type>_<radix>   KivDWORD2Str / KivLONG2Str / KivQWORD2Str /
  *                              KivLONGLONG2Str vs std::to_chars (plus the
- *                              terminator the library always writes)
+ *                              terminator the library always writes),
+ *                              inlined into the loop as a C++ caller gets
+ *                              it ("to_chars") and behind an out-of-line
+ *                              call like a library function ("to_chars_call")
  *   IntParse_<type>_<radix>    KivStr2DWORD / KivStr2LONGLONG vs
  *                              std::from_chars and strtoul / strtoll
  *
@@ -120,6 +123,37 @@ void FormatToChars(benchmark::State& st, int radix)
                                                  : std::to_chars(buf, buf + sizeof buf - 1, (U)v, radix);
             *r.ptr = 0;
             benchmark::DoNotOptimize(r.ptr);
+            benchmark::ClobberMemory();
+        }
+    }
+    st.SetBytesProcessed((int64_t)st.iterations() * TextBytes<T>(radix));
+    st.SetItemsProcessed((int64_t)st.iterations() * kValues);
+}
+
+/* The same std::to_chars behind an out-of-line function with the
+ * library's signature, so that it pays for a call as a library function
+ * does: the like-for-like comparison beside the inlined one above. */
+template <class T>
+__attribute__((noinline)) unsigned int ToCharsCall(T v, char* dest, unsigned int cap, int radix)
+{
+    typedef typename std::make_unsigned<T>::type U;
+    if (dest == 0 || cap == 0)
+        return 0;
+    std::to_chars_result r = radix == 10 ? std::to_chars(dest, dest + cap - 1, v, 10)
+                                         : std::to_chars(dest, dest + cap - 1, (U)v, radix);
+    *r.ptr = 0;
+    return (unsigned int)(r.ptr - dest);
+}
+
+template <class T>
+void FormatToCharsCall(benchmark::State& st, int radix)
+{
+    const std::vector<T>& vals = Values<T>();
+    char buf[80];
+    for (auto _ : st) {
+        for (T v : vals) {
+            unsigned int n = ToCharsCall(v, buf, sizeof buf, radix);
+            benchmark::DoNotOptimize(n);
             benchmark::ClobberMemory();
         }
     }
@@ -255,18 +289,24 @@ int Register()
         KivBenchAdd(("IntFormat_U32_" + n + "/kiv").c_str(), FormatKiv<unsigned int>, r.radix);
         KivBenchAdd(("IntFormat_U32_" + n + "/to_chars").c_str(), FormatToChars<unsigned int>,
                                      r.radix);
+        KivBenchAdd(("IntFormat_U32_" + n + "/to_chars_call").c_str(), FormatToCharsCall<unsigned int>,
+                    r.radix);
     }
     KivBenchAdd("IntFormat_I32_Dec/kiv", FormatKiv<int>, 10);
     KivBenchAdd("IntFormat_I32_Dec/to_chars", FormatToChars<int>, 10);
+    KivBenchAdd("IntFormat_I32_Dec/to_chars_call", FormatToCharsCall<int>, 10);
     for (const auto& r : kRadix) {
         std::string n = r.name;
         KivBenchAdd(("IntFormat_U64_" + n + "/kiv").c_str(), FormatKiv<unsigned long long>,
                                      r.radix);
         KivBenchAdd(("IntFormat_U64_" + n + "/to_chars").c_str(),
                                      FormatToChars<unsigned long long>, r.radix);
+        KivBenchAdd(("IntFormat_U64_" + n + "/to_chars_call").c_str(), FormatToCharsCall<unsigned long long>,
+                    r.radix);
     }
     KivBenchAdd("IntFormat_I64_Dec/kiv", FormatKiv<long long>, 10);
     KivBenchAdd("IntFormat_I64_Dec/to_chars", FormatToChars<long long>, 10);
+    KivBenchAdd("IntFormat_I64_Dec/to_chars_call", FormatToCharsCall<long long>, 10);
 
     for (const auto& r : kRadix) {
         std::string n = r.name;
