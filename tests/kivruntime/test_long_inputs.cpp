@@ -5,7 +5,8 @@
  * whole multi-byte sequences by one test) and fall back to one character
  * at a time near either end of the input or of the room; the formatters
  * write radix 10 and 16 straight into a destination that holds the whole
- * text.  Each is compared here, on generated inputs of many shapes and at
+ * text; the URL and base64 encoders write directly while the room lasts,
+ * and hex digits are read through a table.  Each is compared here, on generated inputs of many shapes and at
  * capacities around the need, with a plain reference written from the
  * rules: the result, the stored text and terminator, and every cell after
  * the terminator, which must be left as it was.
@@ -462,6 +463,110 @@ TEST(KivLongInputs, FormattingInRadix10And16)
         CheckAllCapacities<char>([&](char* d, unsigned int c) { return TInt2Str<char, int>(i32, d, c, 10, 1, 1); }, ref, "TInt2Str +");
         snprintf(ref, sizeof ref, "%08X", u32);
         CheckAllCapacities<char>([&](char* d, unsigned int c) { return TInt2Str<char, int>(i32, d, c, 16, 1, 8); }, ref, "TInt2Str 16, 8 digits");
+        if (HasFatalFailure())
+            return;
+    }
+}
+
+/* ---- codecs ---- */
+
+TEST(KivLongInputs, CodecsAgreeWithReference)
+{
+    static const char hex[] = "0123456789ABCDEF";
+    static const char b64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    Rng rng(9090u);
+    for (int round = 0; round < 200; round++) {
+        size_t len = rng.Below(round < 150 ? 60 : 1500);
+        std::string in;
+        for (size_t k = 0; k < len; k++) {
+            uint32_t m = rng.Below(4);
+            in.push_back(m == 0 ? '%' : m == 1 ? "0123456789abcdefABCDEFxyz+"[rng.Below(26)] : (char)(unsigned char)rng.Below(256));
+        }
+
+        /* URL encoding: letters and digits pass, every other byte is %XX. */
+        std::vector<std::vector<char>> enc;
+        for (char c : in) {
+            unsigned char b = (unsigned char)c;
+            if ((b >= '0' && b <= '9') || (b >= 'A' && b <= 'Z') || (b >= 'a' && b <= 'z'))
+                enc.push_back({c});
+            else
+                enc.push_back({'%', hex[b >> 4], hex[b & 15]});
+        }
+        size_t need = 1;
+        for (const auto& it : enc)
+            need += it.size();
+        for (unsigned int cap : Capacities((unsigned int)need, rng)) {
+            CheckAt<char>([&](char* d, unsigned int c) { return KivStrEncodeURL(d, c, in.data(), (unsigned int)in.size()); },
+                          enc, cap, "KivStrEncodeURL");
+            CheckAt<wchar_t>([&](wchar_t* d, unsigned int c) { return KivStrEncodeURL(d, c, in.data(), (unsigned int)in.size()); },
+                             [&] {
+                                 std::vector<std::vector<wchar_t>> w;
+                                 for (const auto& it : enc)
+                                     w.push_back(std::vector<wchar_t>(it.begin(), it.end()));
+                                 return w;
+                             }(), cap, "KivStrEncodeURL (wide)");
+        }
+
+        /* URL decoding: '+' a space, '%' and two non-zero elements a byte
+         * (non-hex digits counting 0), anything else itself. */
+        auto digit = [](unsigned char c) -> unsigned int {
+            return c >= '0' && c <= '9' ? c - '0' : c >= 'A' && c <= 'F' ? c - 'A' + 10 : c >= 'a' && c <= 'f' ? c - 'a' + 10 : 0;
+        };
+        std::vector<std::vector<char>> dec;
+        for (size_t i = 0; i < in.size();) {
+            if (in[i] == '+') {
+                dec.push_back({' '});
+                i++;
+            } else if (in[i] == '%' && in.size() - i > 2 && in[i + 1] != 0 && in[i + 2] != 0) {
+                dec.push_back({(char)(unsigned char)(digit((unsigned char)in[i + 1]) * 16 + digit((unsigned char)in[i + 2]))});
+                i += 3;
+            } else {
+                dec.push_back({in[i]});
+                i++;
+            }
+        }
+        for (unsigned int cap : Capacities((unsigned int)dec.size() + 1, rng)) {
+            CheckAt<char>([&](char* d, unsigned int c) { return KivStrDecodeURL(d, c, in.data(), (unsigned int)in.size()); },
+                          dec, cap, "KivStrDecodeURL");
+        }
+
+        /* Hex decoding: pairs up to the first pair holding a zero. */
+        std::vector<unsigned char> want;
+        for (size_t p = 0; p + 1 < in.size(); p += 2) {
+            if (in[p] == 0 || in[p + 1] == 0)
+                break;
+            want.push_back((unsigned char)(digit((unsigned char)in[p]) * 16 + digit((unsigned char)in[p + 1])));
+        }
+        std::vector<unsigned char> got(want.size() + 4, 0xA5);
+        ASSERT_EQ(KivStrDecodeHex(got.data(), (unsigned int)want.size(), in.data(), (unsigned int)in.size()),
+                  (unsigned int)want.size());
+        ASSERT_EQ(0, memcmp(got.data(), want.data(), want.size()));
+        for (size_t k = want.size(); k < got.size(); k++)
+            ASSERT_EQ(got[k], 0xA5);
+
+        /* Base64 with and without line breaks (CR LF after every 16th
+         * group, the last one included). */
+        for (int lineBreaks = 0; lineBreaks < 2; lineBreaks++) {
+            std::vector<std::vector<char>> groups;
+            for (size_t i = 0, g = 0; i < in.size(); i += 3, g++) {
+                uint32_t b0 = (unsigned char)in[i];
+                uint32_t b1 = i + 1 < in.size() ? (unsigned char)in[i + 1] : 0;
+                uint32_t b2 = i + 2 < in.size() ? (unsigned char)in[i + 2] : 0;
+                uint32_t v = (b0 << 16) | (b1 << 8) | b2;
+                groups.push_back({b64[v >> 18], b64[(v >> 12) & 63], i + 1 < in.size() ? b64[(v >> 6) & 63] : '=',
+                                  i + 2 < in.size() ? b64[v & 63] : '='});
+                if (lineBreaks && g % 16 == 15)
+                    groups.push_back({'\r', '\n'});
+            }
+            size_t need64 = 1;
+            for (const auto& it : groups)
+                need64 += it.size();
+            for (unsigned int cap : Capacities((unsigned int)need64, rng)) {
+                CheckAt<char>([&](char* d, unsigned int c) {
+                    return KivStrUUEncode(d, c, in.data(), (unsigned int)in.size(), lineBreaks);
+                }, groups, cap, "KivStrUUEncode");
+            }
+        }
         if (HasFatalFailure())
             return;
     }
