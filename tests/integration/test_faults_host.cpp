@@ -21,6 +21,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
@@ -248,7 +249,34 @@ HangUp runHangUpOnce(const Script &s, size_t limit, size_t split)
     backendWrite(&b, second);
     backendCloseInput(&b);
   });
+  /* A watchdog: when the path no longer names this host and the backend
+     has not come here, it went to another program's listener; end it
+     rather than wait for a job that can never reach this host. */
+  std::atomic<bool> done{false};
+  const pid_t pid = b.pid;
+  std::thread watchdog([&done, &host, pid] {
+    double since = 0;
+    while (!done.load())
+    {
+      if (!host.accepted.load() && closingHostPathLost(&host))
+      {
+        if (since == 0)
+          since = monotonicNow();
+        else if (monotonicNow() - since > 5)
+        {
+          if (!done.load() && pid > 0)
+            kill(pid, SIGKILL);
+          break;
+        }
+      }
+      else
+        since = 0;
+      usleep(20000);
+    }
+  });
   backendWait(&b, 180, &h.exit);
+  done = true;
+  watchdog.join();
   feeder.join();
   if (limit == SIZE_MAX)
     h.hostClosed = closingHostWaitClosed(&host, 30);
