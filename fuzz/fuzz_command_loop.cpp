@@ -25,7 +25,9 @@
  *     was filled only after that page was sent).
  *
  * The reader's and the raster's own invariants are checked too, and the
- * loop must return 1: the socket never fails here.
+ * loop must return 1: the socket never fails here.  The job's log is kept
+ * in memory and checked line by line: every line is a "DEBUG: " line, and
+ * the lines that report records sent agree with the records received.
  *
  * Two bounds keep each run short.  RASTER may ask for up to 4 GiB, so the
  * job's rasterLimit refuses rasters above 16 MiB (as a failed allocation
@@ -58,9 +60,6 @@
 static const uint32_t kRasterLimit = 2u * 1024u * 1024u;
 static const uint64_t kBitmapBudget = 64u * 1024u * 1024u;
 static const uint32_t kFragmentLimit = 2000000u;
-
-/* The log is not looked at here: it goes to /dev/null for speed. */
-static FILE *g_devnull;
 
 /*
  * 'countOf()' - Occurrences of word in the input (an upper bound of the
@@ -307,10 +306,25 @@ static void checkBitmapBlock(const JobFacts &job, const std::vector<rc_record> &
   }
 }
 
+/* What the record stream held, for the comparison with the log. */
+struct FragmentSeen
+{
+  uint32_t compressed, uncompressed;
+  uint32_t number;          /* 1 for a page's first fragment */
+  uint64_t pageBytes;       /* uncompressed bytes of all of its page's fragments */
+};
+
+struct RecordsSeen
+{
+  size_t docEnds, pageStarts, headers, bitmapEnds, pageEnds;
+  std::vector<FragmentSeen> fragments;
+};
+
 /*
  * 'checkRecords()' - Decode the whole stream and check the record rules.
  */
-static void checkRecords(const JobFacts &job, const std::vector<unsigned char> &bytes)
+static void checkRecords(const JobFacts &job, const std::vector<unsigned char> &bytes,
+                         RecordsSeen *seen)
 {
   enum { OUTSIDE, IN_BITMAP, AFTER_BITMAP_END } state = OUTSIDE;
   rc_decoder dec;
@@ -346,10 +360,13 @@ static void checkRecords(const JobFacts &job, const std::vector<unsigned char> &
       case RCPACKETID_PRN_DOC_START:
       case RCPACKETID_PRN_DOC_END:
         FUZZ_CHECK_MSG(state == OUTSIDE, "document record inside a bitmap");
+        if (rec.id == RCPACKETID_PRN_DOC_END)
+          seen->docEnds++;
         break;
       case RCPACKETID_PRN_PAGE_START:
         FUZZ_CHECK_MSG(state == OUTSIDE, "page start inside a bitmap");
         checkPageStart(rec);
+        seen->pageStarts++;
         break;
       case RCPACKETID_PRN_BITMAP_HDR:
         FUZZ_CHECK_MSG(state == OUTSIDE, "bitmap header inside a bitmap");
@@ -359,6 +376,7 @@ static void checkRecords(const JobFacts &job, const std::vector<unsigned char> &
         state = IN_BITMAP;
         blockStart = rec;
         fragments.clear();
+        seen->headers++;
         break;
       case RCPACKETID_PRN_BITMAP_FRAGMENT:
         FUZZ_CHECK_MSG(state == IN_BITMAP, "fragment outside a bitmap");
@@ -370,10 +388,23 @@ static void checkRecords(const JobFacts &job, const std::vector<unsigned char> &
         FUZZ_CHECK_MSG(state == IN_BITMAP, "bitmap end without a header");
         checkBitmapBlock(job, fragments);
         state = AFTER_BITMAP_END;
+        seen->bitmapEnds++;
+        {
+          uint64_t pageBytes = 0;
+          for (const rc_record &f : fragments)
+            pageBytes += f.fragment.uncompressedLength;
+          for (size_t i = 0; i < fragments.size(); i++)
+          {
+            FragmentSeen f = {fragments[i].dataLength, fragments[i].fragment.uncompressedLength,
+                              (uint32_t)(i + 1), pageBytes};
+            seen->fragments.push_back(f);
+          }
+        }
         break;
       case RCPACKETID_PRN_PAGE_END:
         FUZZ_CHECK_MSG(state == AFTER_BITMAP_END, "page end not right after a bitmap end");
         state = OUTSIDE;
+        seen->pageEnds++;
         break;
       default:
         FUZZ_CHECK_MSG(false, "the decoder returned an unknown record");
@@ -383,12 +414,66 @@ static void checkRecords(const JobFacts &job, const std::vector<unsigned char> &
   FUZZ_CHECK_MSG(state == OUTSIDE, "the stream ended inside a bitmap");
 }
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***)
+/*
+ * 'checkLog()' - The job's log against the records.
+ *
+ * Every line is a "DEBUG: " line ending in a new line, and the lines that
+ * report a record sent match the records received one for one: page
+ * starts, document ends, bitmap headers and ends, page ends, and for each
+ * fragment its "lzf_compress" line (compressed and uncompressed lengths)
+ * and its "sent" line (its number on the page and the page's line count,
+ * which times the padded line length is the page's bitmap size).
+ */
+static void checkLog(const char *log, size_t size, const RecordsSeen &seen, uint32_t bytesPerLine)
 {
-  g_devnull = fopen("/dev/null", "w");
-  if (!g_devnull)
-    abort();
-  return 0;
+  size_t pageStarts = 0, docEnds = 0, headers = 0, bitmapEnds = 0, pageEnds = 0;
+  size_t compressLines = 0, sentLines = 0;
+  uint64_t alignedLine = ((uint64_t)bytesPerLine + 3u) & ~(uint64_t)3u;
+
+  FUZZ_CHECK_MSG(size == 0 || log[size - 1] == '\n', "the log does not end with a new line");
+  for (size_t at = 0; at < size;)
+  {
+    const char *line = log + at;
+    const char *nl = (const char *)memchr(line, '\n', size - at);
+    std::string text(line, (size_t)(nl - line));
+    at = (size_t)(nl - log) + 1;
+
+    FUZZ_CHECK_MSG(text.compare(0, 7, "DEBUG: ") == 0, text.c_str());
+    int a = 0, b = 0, end = -1;
+    /* A whole-line match: %n must reach the end of the line. */
+    auto whole = [&](int conversions, int wanted) { return conversions == wanted && end == (int)text.size(); };
+    if (text == "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"")
+      pageStarts++;
+    else if (text == "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"")
+      docEnds++;
+    else if (text == "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_HDR sent\"")
+      headers++;
+    else if (text == "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_END sent\"")
+      bitmapEnds++;
+    else if (whole(sscanf(text.c_str(), "DEBUG: \"CorvaneBackend - PAGE %d sent\"%n", &a, &end), 1))
+      pageEnds++;
+    else if ((end = -1, whole(sscanf(text.c_str(), "DEBUG: \"CorvaneBackend - lzf_compress: %d sendLength: %d\"%n",
+                                     &a, &b, &end), 2)))
+    {
+      FUZZ_CHECK_MSG(compressLines < seen.fragments.size(), "more compressed fragments logged than sent");
+      const FragmentSeen &f = seen.fragments[compressLines++];
+      FUZZ_CHECK_MSG((uint32_t)a == f.compressed && (uint32_t)b == f.uncompressed, text.c_str());
+    }
+    else if ((end = -1, whole(sscanf(text.c_str(), "DEBUG: \"CorvaneBackend - %d/%d RCPACKET_PRN_BITMAP_FRAGMENT sent\"%n",
+                                     &a, &b, &end), 2)))
+    {
+      FUZZ_CHECK_MSG(sentLines < seen.fragments.size(), "more fragments logged than sent");
+      const FragmentSeen &f = seen.fragments[sentLines++];
+      FUZZ_CHECK_MSG((uint32_t)a == f.number && b > 0 && (uint64_t)b * alignedLine == f.pageBytes, text.c_str());
+    }
+  }
+  FUZZ_CHECK_MSG(pageStarts == seen.pageStarts, "page starts logged and sent differ");
+  FUZZ_CHECK_MSG(docEnds == seen.docEnds, "document ends logged and sent differ");
+  FUZZ_CHECK_MSG(headers == seen.headers, "bitmap headers logged and sent differ");
+  FUZZ_CHECK_MSG(bitmapEnds == seen.bitmapEnds, "bitmap ends logged and sent differ");
+  FUZZ_CHECK_MSG(pageEnds == seen.pageEnds, "pages logged as sent and page ends differ");
+  FUZZ_CHECK_MSG(compressLines == seen.fragments.size() && sentLines == seen.fragments.size(),
+                 "fragments logged and sent differ");
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -440,10 +525,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
   print_job_init(job, sv[0], "Fuzz Queue", 1);
   job->rasterLimit = kRasterLimit;
 
+  /* The log is kept in memory and checked against the records. */
+  char *logText = NULL;
+  size_t logSize = 0;
+  FILE *logFile = open_memstream(&logText, &logSize);
+  FUZZ_CHECK(logFile != NULL);
   FILE *log = stderr;
-  stderr = g_devnull;
+  stderr = logFile;
   int ok = command_loop(job, fp);
   stderr = log;
+  FUZZ_CHECK(fclose(logFile) == 0);
 
   close(sv[0]);
   host.join();
@@ -480,7 +571,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
   FUZZ_CHECK(job->bytesPerLine >= 0 && job->nLines >= 0);
   facts.bytesPerLine = (uint32_t)job->bytesPerLine;
 
-  checkRecords(facts, received);
+  RecordsSeen seen;
+  seen.docEnds = seen.pageStarts = seen.headers = seen.bitmapEnds = seen.pageEnds = 0;
+  checkRecords(facts, received, &seen);
+  checkLog(logText, logSize, seen, facts.bytesPerLine);
+  free(logText);
 
   print_job_release(job);
   delete job;
