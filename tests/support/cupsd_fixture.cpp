@@ -453,8 +453,19 @@ std::vector<std::string> cupsdEnvironment(const CupsdFixture *fixture,
        "CUPS_GSSSERVICENAME", "CUPS_ANYROOT", "CUPS_EXPIREDCERTS", "CUPS_VALIDATECERTS",
        "CUPS_TRUSTFIRST", "CUPS_DEBUG_LOG", "CUPS_DEBUG_LEVEL", "CUPS_DEBUG_FILTER"});
   env.push_back("CUPS_SERVER=" + fixture->socketPath);
+  /* An extra "K=V" replaces an inherited K: the C library's getenv() takes
+     the first entry of a name, so a second one would never be seen. */
   for (const std::string &e : extra)
+  {
+    std::string key = e.substr(0, e.find('=') + 1);
+    for (size_t i = 0; i < env.size(); i++)
+      if (env[i].compare(0, key.size(), key) == 0)
+      {
+        env.erase(env.begin() + (long)i);
+        break;
+      }
     env.push_back(e);
+  }
   return env;
 }
 
