@@ -9,6 +9,8 @@
 
 #include <lzf.h>
 
+#include "large_alloc.h"
+#include "page_raster.h"
 #include "rc_packet.h"
 
 /*
@@ -47,20 +49,177 @@ void bitmap_compute_layout(uint32_t bytesPerLine, bitmap_layout *layout)
 }
 
 /*
+ * 'loadLE64()' - Eight bytes as a little-endian 64-bit number.
+ *
+ * Through memcpy, so any alignment will do; a compiler turns it into one
+ * load (and a byte swap on a big-endian machine).
+ */
+static inline uint64_t loadLE64(const unsigned char *p)
+{
+  uint64_t v;
+
+  memcpy(&v, p, sizeof(v));
+#if defined(__BYTE_ORDER__) && defined(__ORDER_BIG_ENDIAN__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+  v = __builtin_bswap64(v);
+#elif !defined(__BYTE_ORDER__)
+  v = (uint64_t)p[0] | ((uint64_t)p[1] << 8) | ((uint64_t)p[2] << 16) | ((uint64_t)p[3] << 24) |
+      ((uint64_t)p[4] << 32) | ((uint64_t)p[5] << 40) | ((uint64_t)p[6] << 48) |
+      ((uint64_t)p[7] << 56);
+#endif
+  return v;
+}
+
+/*
+ * 'storeLE64()' - Store a 64-bit number as eight little-endian bytes.
+ */
+static inline void storeLE64(unsigned char *p, uint64_t v)
+{
+#if defined(__BYTE_ORDER__) && defined(__ORDER_LITTLE_ENDIAN__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  memcpy(p, &v, sizeof(v));
+#elif defined(__BYTE_ORDER__) && defined(__ORDER_BIG_ENDIAN__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+  v = __builtin_bswap64(v);
+  memcpy(p, &v, sizeof(v));
+#else
+  int i;
+
+  for (i = 0; i < 8; i++)
+    p[i] = (unsigned char)(v >> (8 * i));
+#endif
+}
+
+/* Byte i of a 64-bit little-endian word. */
+#define BYTE_AT(i) ((uint64_t)0xFF << (8 * (i)))
+
+/*
+ * 'bitmap_reverse_groups_portable()' - Reverse every group of three bytes.
+ *
+ * Twenty-four bytes (eight groups) make three 64-bit words, read as
+ * little-endian numbers so that byte k of the block is bits 8k..8k+7 of
+ * the 192-bit number a | b << 64 | c << 128.  In the result, byte k comes
+ * from byte k + 2 when k mod 3 is 0 (the block shifted right by 16 bits),
+ * from byte k itself when k mod 3 is 1, and from byte k - 2 when k mod 3
+ * is 2 (shifted left by 16 bits); the three masks of each word pick those
+ * bytes.  No group crosses the block, so the shifted-in bytes at its two
+ * ends are never picked.  The groups after the last whole block go one at
+ * a time.
+ */
+void bitmap_reverse_groups_portable(unsigned char *dst, const unsigned char *src, size_t count)
+{
+  /* Byte k of the block is in word k / 8; masks by k mod 3. */
+  static const uint64_t fromRight0 = BYTE_AT(0) | BYTE_AT(3) | BYTE_AT(6);  /* k = 0, 3, 6 */
+  static const uint64_t same0 = BYTE_AT(1) | BYTE_AT(4) | BYTE_AT(7);       /* k = 1, 4, 7 */
+  static const uint64_t fromLeft0 = BYTE_AT(2) | BYTE_AT(5);                /* k = 2, 5 */
+  static const uint64_t fromRight1 = BYTE_AT(1) | BYTE_AT(4) | BYTE_AT(7);  /* k = 9, 12, 15 */
+  static const uint64_t same1 = BYTE_AT(2) | BYTE_AT(5);                    /* k = 10, 13 */
+  static const uint64_t fromLeft1 = BYTE_AT(0) | BYTE_AT(3) | BYTE_AT(6);   /* k = 8, 11, 14 */
+  static const uint64_t fromRight2 = BYTE_AT(2) | BYTE_AT(5);               /* k = 18, 21 */
+  static const uint64_t same2 = BYTE_AT(0) | BYTE_AT(3) | BYTE_AT(6);       /* k = 16, 19, 22 */
+  static const uint64_t fromLeft2 = BYTE_AT(1) | BYTE_AT(4) | BYTE_AT(7);   /* k = 17, 20, 23 */
+  size_t g = 0;
+
+  for (; count - g >= 24; g += 24)
+  {
+    uint64_t a = loadLE64(src + g);
+    uint64_t b = loadLE64(src + g + 8);
+    uint64_t c = loadLE64(src + g + 16);
+
+    storeLE64(dst + g, (a & same0) | (((a >> 16) | (b << 48)) & fromRight0) |
+                           ((a << 16) & fromLeft0));
+    storeLE64(dst + g + 8, (b & same1) | (((b >> 16) | (c << 48)) & fromRight1) |
+                               (((b << 16) | (a >> 48)) & fromLeft1));
+    storeLE64(dst + g + 16, (c & same2) | ((c >> 16) & fromRight2) |
+                                (((c << 16) | (b >> 48)) & fromLeft2));
+  }
+  for (; count - g >= 3; g += 3)
+  {
+    unsigned char first = src[g];
+
+    dst[g] = src[g + 2];
+    dst[g + 1] = src[g + 1];
+    dst[g + 2] = first;
+  }
+}
+
+#if (defined(__x86_64__) || defined(__i386__)) && (defined(__GNUC__) || defined(__clang__))
+#include <tmmintrin.h>
+#define BITMAP_HAVE_SHUFFLE 1
+
+/*
+ * 'reverseShuffle()' - The groups of three reversed with the byte shuffle
+ * of x86 processors that have it (SSSE3): five groups per 16-byte load.
+ *
+ * Each step loads 16 bytes, reverses the five whole groups in them and
+ * stores 16 bytes; the 16th byte goes out unchanged and is written again,
+ * properly, by the next step or the tail.  Both the load and the store
+ * stay within count.  Returns the bytes done (a multiple of 15); the
+ * caller does the rest.
+ */
+__attribute__((target("ssse3"))) static size_t reverseShuffle(unsigned char *dst,
+                                                              const unsigned char *src,
+                                                              size_t count)
+{
+  const __m128i order = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
+  size_t g = 0;
+
+  for (; count - g >= 16; g += 15)
+  {
+    __m128i v = _mm_loadu_si128((const __m128i *)(const void *)(src + g));
+
+    _mm_storeu_si128((__m128i *)(void *)(dst + g), _mm_shuffle_epi8(v, order));
+  }
+  return g;
+}
+
+/*
+ * 'haveShuffle()' - Whether this processor has the byte shuffle.
+ */
+static int haveShuffle(void)
+{
+  static int known = -1;
+
+  if (known < 0)
+    known = __builtin_cpu_supports("ssse3") ? 1 : 0;
+  return known;
+}
+#endif
+
+/*
+ * 'bitmap_reverse_groups()' - Reverse every group of three bytes, with
+ * the processor's byte shuffle where there is one.
+ */
+void bitmap_reverse_groups(unsigned char *dst, const unsigned char *src, size_t count)
+{
+#if defined(BITMAP_HAVE_SHUFFLE)
+  if (haveShuffle())
+  {
+    size_t done = reverseShuffle(dst, src, count);
+
+    bitmap_reverse_groups_portable(dst + done, src + done, count - done);
+    return;
+  }
+#endif
+  bitmap_reverse_groups_portable(dst, src, count);
+}
+
+/*
  * 'bitmap_copy_row()' - One raster row into one bitmap line.
  *
  * Each group of three bytes is reversed (destination 0, 1, 2 take source
  * 2, 1, 0), for depth 1 as for depth 3: it is a fixed rule of the bitmap
  * format.  When bytesPerLine is not a multiple of 3 the last group reads
- * and writes up to two bytes beyond it; those reads may come from the next
- * row, and past the end of the raster they read as white, so nothing but
- * raster bytes and 0xFF ever reaches the wire.  The padding is then
- * cleared: it carries no meaning and is sent as zeros.
+ * up to two bytes beyond it; those reads may come from the next row, and
+ * past the end of the raster they read as white, so nothing but raster
+ * bytes and 0xFF ever reaches the wire.  Of that group only the bytes
+ * below bytesPerLine are written: the ones beyond would land in the
+ * padding, which is cleared (it carries no meaning and is sent as zeros),
+ * or in the next line of the buffer, which its own copy overwrites.  Not
+ * writing them lets the lines of a fragment be copied in any order.
  */
 void bitmap_copy_row(const print_job_s *job, uint64_t row, uint32_t alignedLine,
                      unsigned char *dst)
 {
   uint32_t bytesPerLine = (uint32_t)job->bytesPerLine;
+  uint64_t whole = (uint64_t)bytesPerLine / 3u * 3u;
   uint64_t groupsEnd = ((uint64_t)bytesPerLine + 2u) / 3u * 3u;
   uint64_t rowStride = (uint64_t)job->rasterWidth * job->rasterDepth;
   uint64_t start = row * rowStride;
@@ -71,11 +230,12 @@ void bitmap_copy_row(const print_job_s *job, uint64_t row, uint32_t alignedLine,
   {
     const unsigned char *src = job->raster_data + start;
 
-    for (g = 0; g < groupsEnd; g += 3)
+    bitmap_reverse_groups(dst, src, (size_t)whole);
+    if (whole < bytesPerLine)
     {
-      dst[g] = src[g + 2];
-      dst[g + 1] = src[g + 1];
-      dst[g + 2] = src[g];
+      dst[whole] = src[whole + 2];
+      if (whole + 1 < bytesPerLine)
+        dst[whole + 1] = src[whole + 1];
     }
   }
   else
@@ -91,9 +251,8 @@ void bitmap_copy_row(const print_job_s *job, uint64_t row, uint32_t alignedLine,
 
         b[i] = (start <= size && at < size) ? job->raster_data[at] : 0xFF;
       }
-      dst[g] = b[2];
-      dst[g + 1] = b[1];
-      dst[g + 2] = b[0];
+      for (i = 0; i < 3 && g + (uint64_t)i < bytesPerLine; i++)
+        dst[g + (uint64_t)i] = b[2 - i];
     }
   }
   if (alignedLine > bytesPerLine)
@@ -101,14 +260,61 @@ void bitmap_copy_row(const print_job_s *job, uint64_t row, uint32_t alignedLine,
 }
 
 /*
+ * 'pageBuffers()' - The line buffer (rwsize + 2 bytes) and the compression
+ * buffer of a page, kept in the job from one page to the next.
+ *
+ * The pages of a job have the same layout, so the buffers of the first
+ * page serve every later one: they are made again only when a page needs
+ * more.  Reusing them spares each page the page faults of fresh memory;
+ * the memory held is what one page needs, as before.  They are released
+ * with the job (print_job_release(), or the process end).  Returns 0 when
+ * they cannot be allocated (a line says so; none is left).
+ */
+static int pageBuffers(print_job_s *job, const bitmap_layout *layout)
+{
+  /* Two spare bytes, as the format's buffer has; no copy reaches them. */
+  size_t lineSize = (size_t)layout->rwsize + 2u;
+  size_t compressSize = (size_t)layout->compressSize;
+
+  if (job->lineBuffer && job->lineBufferSize < lineSize)
+  {
+    free(job->lineBuffer);
+    job->lineBuffer = NULL;
+  }
+  if (job->compressBuffer && job->compressBufferSize < compressSize)
+  {
+    free(job->compressBuffer);
+    job->compressBuffer = NULL;
+  }
+  if (!job->lineBuffer)
+  {
+    job->lineBuffer = (unsigned char *)large_alloc(lineSize);
+    job->lineBufferSize = job->lineBuffer ? lineSize : 0;
+  }
+  if (!job->compressBuffer)
+  {
+    job->compressBuffer = (unsigned char *)malloc(compressSize);
+    job->compressBufferSize = job->compressBuffer ? compressSize : 0;
+  }
+  if (job->lineBuffer && job->compressBuffer)
+    return 1;
+
+  fprintf(stderr, "DEBUG: CorvaneBackend - ENDPAGE - CANNOT allocate bitmap buffers (%u + %u bytes) !!!\n",
+          (unsigned int)lineSize, (unsigned int)compressSize);
+  free(job->lineBuffer);
+  free(job->compressBuffer);
+  job->lineBuffer = job->compressBuffer = NULL;
+  job->lineBufferSize = job->compressBufferSize = 0;
+  return 0;
+}
+
+/*
  * 'send_page_bitmap()' - ENDPAGE: header, fragments, bitmap end, page end.
  *
  * Rows go from nLines - 1 down to 0, sendLines to a fragment, the k-th row
  * of a fragment at k x the aligned line length.  The two buffers are made
- * only when there is a fragment to send, and freed after the page end
- * record.  On a failed write nothing is freed: the job ends at once.  The
- * buffers are kept in the job meanwhile, so that a job run in-process can
- * still release them.
+ * only when there is a fragment to send, and kept for the next page.  On a
+ * failed write the job ends at once.
  */
 int send_page_bitmap(print_job_s *job)
 {
@@ -141,32 +347,29 @@ int send_page_bitmap(print_job_s *job)
     int64_t row = (int64_t)nLines - 1;
     unsigned char *lineBuffer, *compressed;
 
-    /* Buffers left by a page whose sending failed (only possible when the
-       loop is run in-process) are not reused. */
-    free(job->lineBuffer);
-    free(job->compressBuffer);
-    /* Two spare bytes: the last group of the last line may reach them. */
-    job->lineBuffer = lineBuffer = (unsigned char *)malloc((size_t)layout.rwsize + 2u);
-    job->compressBuffer = compressed = (unsigned char *)malloc((size_t)layout.compressSize);
-    if (!lineBuffer || !compressed)
-    {
-      fprintf(stderr, "DEBUG: CorvaneBackend - ENDPAGE - CANNOT allocate bitmap buffers (%u + %u bytes) !!!\n",
-              (unsigned int)layout.rwsize + 2u, (unsigned int)layout.compressSize);
-      free(job->lineBuffer);
-      free(job->compressBuffer);
-      job->lineBuffer = job->compressBuffer = NULL;
+    if (!pageBuffers(job, &layout))
       return 0;
-    }
+    lineBuffer = job->lineBuffer;
+    compressed = job->compressBuffer;
+    /* The rows are read from here on: whatever no line wrote is white. */
+    raster_settle(job);
 
     while (row >= 0)
     {
-      uint32_t k = 0;
+      /* This fragment's rows: row down to low, the k-th at k x the aligned
+         line length.  They are copied from low upwards, in the order they
+         lie in the raster, which the memory reads ahead far better than
+         going backwards row by row. */
+      uint32_t k = (int64_t)layout.sendLines <= row + 1 ? layout.sendLines : (uint32_t)(row + 1);
+      int64_t low = row - (int64_t)k + 1;
       uint32_t sendLength;
       unsigned int packed;
+      uint32_t i;
 
-      for (; k < layout.sendLines && row >= 0; k++, row--)
-        bitmap_copy_row(job, (uint64_t)row, layout.alignedLine,
-                        lineBuffer + (size_t)k * layout.alignedLine);
+      for (i = 0; i < k; i++)
+        bitmap_copy_row(job, (uint64_t)(low + (int64_t)i), layout.alignedLine,
+                        lineBuffer + (size_t)(k - 1u - i) * layout.alignedLine);
+      row = low - 1;
       sendLength = k * layout.alignedLine;
 
       packed = lzf_compress(lineBuffer, sendLength, compressed, layout.compressSize);
@@ -189,9 +392,6 @@ int send_page_bitmap(print_job_s *job)
   if (!rc_send_page_end(job->sock, job->namePayload, job->nameLen))
     return 0;
 
-  free(job->compressBuffer);
-  free(job->lineBuffer);
-  job->compressBuffer = job->lineBuffer = NULL;
   fprintf(stderr, "DEBUG: \"CorvaneBackend - PAGE %d sent\"\n", job->pageCounter);
   return 1;
 }

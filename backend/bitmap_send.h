@@ -9,6 +9,7 @@
 #ifndef CORVANE_BITMAP_SEND_H
 #define CORVANE_BITMAP_SEND_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include "print_job.h"
@@ -33,12 +34,24 @@ struct bitmap_layout
    sendLines 0 and rwsize 0 (no fragment is sent). */
 void bitmap_compute_layout(uint32_t bytesPerLine, bitmap_layout *layout);
 
+/* Writes count bytes (a multiple of 3; a remainder of one or two bytes is
+   left alone) of src to dst with each group of three reversed: dst[g],
+   dst[g + 1], dst[g + 2] take src[g + 2], src[g + 1], src[g].  Any
+   alignment, any byte order, the same bytes as the one group at a time
+   rule; dst and src must not overlap.  The portable version works on eight
+   groups at a time in 64-bit words; bitmap_reverse_groups() uses the
+   processor's byte shuffle where there is one (x86 with SSSE3) and the
+   portable version elsewhere. */
+void bitmap_reverse_groups(unsigned char *dst, const unsigned char *src, size_t count);
+void bitmap_reverse_groups_portable(unsigned char *dst, const unsigned char *src, size_t count);
+
 /* Copies raster row `row` (counted from raster_data with the RASTER
    geometry) into dst as one bitmap line: groups of three bytes reversed
    while the group starts below bytesPerLine, source bytes beyond the end
    of the raster read as white (0xFF), and the padding up to alignedLine
-   zeroed.  dst must have room for alignedLine + 2 bytes: the last group
-   may write up to two bytes past bytesPerLine. */
+   zeroed.  Writes dst[0] to dst[alignedLine - 1] (alignedLine is at least
+   bytesPerLine) and nothing beyond: the bytes of the last group that fall
+   past bytesPerLine are padding, sent as zeros. */
 void bitmap_copy_row(const print_job_s *job, uint64_t row, uint32_t alignedLine,
                      unsigned char *dst);
 

@@ -25,7 +25,9 @@ int command_isspace(int c)
  * return ends the line and swallows a new line right after it; a new line
  * ends the line; neither is stored.  After COMMAND_LINE_SIZE - 1 stored
  * bytes the line ends where it is, and the rest comes as the next line.
- * Every byte taken advances pos.
+ * Every byte taken advances pos.  Refills stop at the next new line, so
+ * that the raw bytes after a LINE command are still in the read-ahead
+ * block, not in buf, when the LINE handler asks for them.
  */
 static int readRawLine(_cups_file_s *fp, char *line)
 {
@@ -37,7 +39,7 @@ static int readRawLine(_cups_file_s *fp, char *line)
     char c;
 
     if (!fp->ptr || fp->ptr >= fp->end)
-      if (cups_fill(fp) <= 0)
+      if (cups_fill_line(fp) <= 0)
       {
         if (!taken)
           return -1;
@@ -53,7 +55,7 @@ static int readRawLine(_cups_file_s *fp, char *line)
       /* A following new line belongs to the same line end.  A failed
          refill just ends the line; the next read sees the end again. */
       if (fp->ptr >= fp->end)
-        if (cups_fill(fp) <= 0)
+        if (cups_fill_line(fp) <= 0)
           break;
       if (*fp->ptr == '\n')
       {

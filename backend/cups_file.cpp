@@ -32,6 +32,7 @@ void cups_file_close(_cups_file_s *fp)
   if (!fp)
     return;
   free(fp->printf_buf);
+  free(fp->ahead);
   if (!fp->is_stdio)
     close(fp->fd);
   free(fp);
@@ -51,20 +52,81 @@ static ssize_t readRetrying(int fd, void *buffer, size_t bytes)
 }
 
 /*
- * 'cups_fill()' - Refill the buffer.
- *
- * The bytes of the old buffer are counted into bufpos first.  EAGAIN and
- * EINTR are retried at once; anything else, like the end of the input,
- * leaves an empty buffer with eof set and returns -1.
+ * 'aheadCount()' - Bytes waiting in the read-ahead block.
  */
-int cups_fill(_cups_file_s *fp)
+static size_t aheadCount(const _cups_file_s *fp)
+{
+  return fp->ahead ? (size_t)(fp->aheadEnd - fp->aheadPtr) : 0;
+}
+
+/*
+ * 'fillAhead()' - Read the next block of the stream into the read-ahead
+ * block, which must be empty.
+ *
+ * The block is allocated at the first call.  Returns the count read; 0 at
+ * the end of the input or on an error (the block stays empty), and -1
+ * when there is no block (allocation failed): the caller then reads the
+ * descriptor itself.
+ */
+static ssize_t fillAhead(_cups_file_s *fp)
 {
   ssize_t n;
+
+  if (!fp->ahead)
+  {
+    fp->ahead = (char *)malloc(CUPS_FILE_AHEAD_SIZE);
+    if (!fp->ahead)
+      return -1;
+  }
+  fp->aheadPtr = fp->aheadEnd = fp->ahead;
+  n = readRetrying(fp->fd, fp->ahead, CUPS_FILE_AHEAD_SIZE);
+  if (n <= 0)
+    return 0;
+  fp->aheadEnd = fp->ahead + n;
+  return n;
+}
+
+/*
+ * 'fillBuffer()' - Refill buf with at most limit (1..4096) bytes, or up to
+ * and including the first new line when toNewLine is set.
+ *
+ * The bytes of the old buffer are counted into bufpos first.  The bytes
+ * come from the read-ahead block, which is refilled when empty; without a
+ * block, buf is read from the descriptor directly.  EAGAIN and EINTR are
+ * retried at once; anything else, like the end of the input, leaves an
+ * empty buffer with eof set and returns -1.
+ */
+static int fillBuffer(_cups_file_s *fp, int toNewLine)
+{
+  ssize_t n = 0;
 
   if (fp->ptr && fp->end)
     fp->bufpos += fp->end - fp->buf;
 
-  n = readRetrying(fp->fd, fp->buf, sizeof(fp->buf));
+  if (aheadCount(fp) == 0 && (n = fillAhead(fp)) <= 0)
+  {
+    /* The end of the input (n is 0), or no block to read into. */
+    if (n < 0)
+      n = readRetrying(fp->fd, fp->buf, sizeof(fp->buf));
+  }
+  else
+  {
+    size_t count = aheadCount(fp);
+
+    if (count > sizeof(fp->buf))
+      count = sizeof(fp->buf);
+    if (toNewLine)
+    {
+      const char *nl = (const char *)memchr(fp->aheadPtr, '\n', count);
+
+      if (nl)
+        count = (size_t)(nl - fp->aheadPtr) + 1;
+    }
+    memcpy(fp->buf, fp->aheadPtr, count);
+    fp->aheadPtr += count;
+    n = (ssize_t)count;
+  }
+
   if (n > 0)
   {
     fp->ptr = fp->buf;
@@ -79,43 +141,55 @@ int cups_fill(_cups_file_s *fp)
 }
 
 /*
- * 'readDirect()' - Read up to bytes bytes into the caller's buffer,
- * bypassing buf, with the bookkeeping of a fill that was used up at once.
- *
- * The buffer is empty when this is called.  Its bytes are retired into
- * bufpos as cups_fill() would, then the bytes read directly are counted in
- * both pos and bufpos, so buf stays an empty buffer that starts at the
- * next stream position.  The result and eof follow cups_fill(): the count
- * read, or -1 (eof set) at the end of the input or on an error.
+ * 'cups_fill()' - Refill the buffer with up to 4096 bytes.
  */
-static long readDirect(_cups_file_s *fp, char *buffer, unsigned long bytes)
+int cups_fill(_cups_file_s *fp)
 {
-  ssize_t n;
+  return fillBuffer(fp, 0);
+}
 
+/*
+ * 'cups_fill_line()' - Refill the buffer up to the next new line.
+ */
+int cups_fill_line(_cups_file_s *fp)
+{
+  return fillBuffer(fp, 1);
+}
+
+/*
+ * 'retireBuffer()' - Count the bytes of buf (all taken) into bufpos and
+ * leave buf empty, as a fill that was used up at once would.
+ *
+ * Called before bytes are handed out from elsewhere than buf, which is
+ * empty then; those bytes are later counted in both pos and bufpos, so buf
+ * stays an empty buffer that starts at the next stream position.
+ */
+static void retireBuffer(_cups_file_s *fp)
+{
   if (fp->ptr && fp->end)
     fp->bufpos += fp->end - fp->buf;
   fp->ptr = fp->end = fp->buf;
+}
 
-  n = readRetrying(fp->fd, buffer, bytes);
-  if (n > 0)
-  {
-    fp->bufpos += n;
-    fp->pos += n;
-    fp->eof = 0;
-    return (long)n;
-  }
-  fp->eof = 1;
-  return -1;
+/*
+ * 'takeOutside()' - Account for count bytes handed out from outside buf.
+ */
+static void takeOutside(_cups_file_s *fp, size_t count)
+{
+  fp->bufpos += (int64_t)count;
+  fp->pos += (int64_t)count;
+  fp->eof = 0;
 }
 
 /*
  * 'cupsFileRead()' - Read exactly bytes bytes unless the input ends first.
  *
- * What the buffer holds is copied out first.  A remainder smaller than the
- * buffer goes through cups_fill() (the rest of that fill stays buffered for
- * the command lines that follow); a larger one is read straight into the
- * caller's buffer, which hands out the same bytes in the same order with
- * fewer copies and fewer system calls.
+ * What buf holds is copied out first, then what the read-ahead block
+ * holds.  A remainder of a block's size or more is read straight into the
+ * caller's buffer (fewer copies, and the same bytes in the same order); a
+ * smaller one refills the block, whose rest stays there for what follows.
+ * Without a block, buf is refilled instead and remainders of a buffer's
+ * size or more are read directly.
  */
 int cupsFileRead(_cups_file_s *fp, char *buffer, unsigned long bytes)
 {
@@ -132,44 +206,76 @@ int cupsFileRead(_cups_file_s *fp, char *buffer, unsigned long bytes)
   {
     unsigned long count;
 
-    if (!fp->ptr || fp->ptr >= fp->end)
+    if (fp->ptr && fp->ptr < fp->end)
     {
-      if (bytes >= sizeof(fp->buf))
-      {
-        long n = readDirect(fp, buffer, bytes);
-
-        if (n <= 0)
-          return total ? (int)total : -1;
-        buffer += n;
-        bytes -= (unsigned long)n;
-        total += (unsigned long)n;
-        continue;
-      }
-      if (cups_fill(fp) <= 0)
-        return total ? (int)total : -1;
+      /* The buffer first. */
+      count = (unsigned long)(fp->end - fp->ptr);
+      if (count > bytes)
+        count = bytes;
+      memcpy(buffer, fp->ptr, count);
+      fp->ptr += count;
+      fp->pos += (int64_t)count;
     }
+    else if (aheadCount(fp) > 0)
+    {
+      /* Then the read-ahead block, straight to the caller. */
+      count = (unsigned long)aheadCount(fp);
+      if (count > bytes)
+        count = bytes;
+      retireBuffer(fp);
+      memcpy(buffer, fp->aheadPtr, count);
+      fp->aheadPtr += count;
+      takeOutside(fp, count);
+    }
+    else if (bytes >= (fp->ahead ? CUPS_FILE_AHEAD_SIZE : sizeof(fp->buf)))
+    {
+      /* A large remainder: straight from the descriptor. */
+      ssize_t n;
 
-    count = (unsigned long)(fp->end - fp->ptr);
-    if (count > bytes)
-      count = bytes;
-    memcpy(buffer, fp->ptr, count);
-    fp->ptr += count;
-    fp->pos += (int64_t)count;
+      retireBuffer(fp);
+      n = readRetrying(fp->fd, buffer, bytes);
+      if (n <= 0)
+      {
+        fp->eof = 1;
+        break;
+      }
+      count = (unsigned long)n;
+      takeOutside(fp, count);
+    }
+    else
+    {
+      ssize_t n = fillAhead(fp);
+
+      if (n > 0)
+        continue;
+      if (n == 0 || cups_fill(fp) <= 0)
+      {
+        /* The end of the input: as a failed fill leaves it. */
+        retireBuffer(fp);
+        fp->eof = 1;
+        break;
+      }
+      continue;
+    }
     buffer += count;
     bytes -= count;
     total += count;
   }
+  if (total == 0)
+    return -1;
   return (int)total;
 }
 
 /*
  * 'cups_file_skip()' - Drop count bytes of the stream.
  *
- * Works a buffer at a time rather than a byte at a time; the bytes dropped
- * and the positions are those of taking them one by one.  A refill that
- * finds the end of the input ends the skip: taking the rest byte by byte
- * would only issue one failing read(2) per missing byte, and the stream
- * would end at the next command line read anyway.
+ * Works a block at a time rather than a byte at a time: bytes in buf and
+ * in the read-ahead block are dropped where they lie, and the block is
+ * refilled as often as needed.  The bytes dropped and the positions are
+ * those of taking them one by one.  A refill that finds the end of the
+ * input ends the skip: taking the rest byte by byte would only issue one
+ * failing read(2) per missing byte, and the stream would end at the next
+ * command line read anyway.
  */
 unsigned long cups_file_skip(_cups_file_s *fp, unsigned long count)
 {
@@ -182,16 +288,37 @@ unsigned long cups_file_skip(_cups_file_s *fp, unsigned long count)
   {
     unsigned long avail;
 
-    if (!fp->ptr || fp->ptr >= fp->end)
+    if (fp->ptr && fp->ptr < fp->end)
     {
-      if (cups_fill(fp) <= 0)
-        break;
+      avail = (unsigned long)(fp->end - fp->ptr);
+      if (avail > count)
+        avail = count;
+      fp->ptr += avail;
+      fp->pos += (int64_t)avail;
     }
-    avail = (unsigned long)(fp->end - fp->ptr);
-    if (avail > count)
-      avail = count;
-    fp->ptr += avail;
-    fp->pos += (int64_t)avail;
+    else if (aheadCount(fp) > 0)
+    {
+      avail = (unsigned long)aheadCount(fp);
+      if (avail > count)
+        avail = count;
+      retireBuffer(fp);
+      fp->aheadPtr += avail;
+      takeOutside(fp, avail);
+    }
+    else
+    {
+      ssize_t n = fillAhead(fp);
+
+      if (n > 0)
+        continue;
+      if (n == 0 || cups_fill(fp) <= 0)
+      {
+        retireBuffer(fp);
+        fp->eof = 1;
+        break;
+      }
+      continue;
+    }
     count -= avail;
     taken += avail;
   }

@@ -10,6 +10,7 @@
 #include <string.h>
 
 #include "command_line.h"
+#include "large_alloc.h"
 
 /*
  * 'addressForLog()' - The low 32 bits of an address, as the log shows it.
@@ -26,6 +27,44 @@ static void refuseSize(uint32_t width, uint32_t height, uint32_t depth)
 {
   fprintf(stderr, "DEBUG: CorvaneBackend - Raster data CANNOT allocate (%d * %d * %d) !!!\n",
           (int)width, (int)height, (int)depth);
+}
+
+/*
+ * 'raster_settle()' - Clear the part of the raster not yet written.
+ */
+void raster_settle(print_job_s *job)
+{
+  if (!job->raster_data || !job->rasterClean)
+    return;
+  if (job->rasterClean < job->rasterEnd)
+    memset(job->rasterClean, 0xFF, (size_t)(job->rasterEnd - job->rasterClean));
+  job->rasterClean = NULL;
+}
+
+/*
+ * 'markWritten()' - A LINE has put got of the count bytes it was to store
+ * at dst: keep the raster's not-yet-written part correct.
+ *
+ * Bytes that were to be stored but did not arrive (the input ended inside
+ * the line) stand for white like the rest of the unwritten part, so they
+ * are cleared where they lie in that part; then the unwritten part starts
+ * after the line.  The cursor never jumps past rasterClean, but a gap
+ * would be cleared all the same.
+ */
+static void markWritten(print_job_s *job, unsigned char *dst, size_t count, size_t got)
+{
+  unsigned char *clean = job->rasterClean;
+  unsigned char *stop = dst + count;
+  unsigned char *from;
+
+  if (!clean || stop <= clean)
+    return;
+  if (dst > clean)
+    memset(clean, 0xFF, (size_t)(dst - clean));
+  from = dst + got > clean ? dst + got : clean;
+  if (from < stop)
+    memset(from, 0xFF, (size_t)(stop - from));
+  job->rasterClean = stop;
 }
 
 /*
@@ -87,7 +126,7 @@ void raster_command(print_job_s *job, const char *value)
   if (job->rasterLimit != 0 && size > job->rasterLimit)
     job->raster_data = NULL;
   else
-    job->raster_data = (unsigned char *)malloc((size_t)size);
+    job->raster_data = (unsigned char *)large_alloc((size_t)size);
   if (!job->raster_data)
   {
     refuseSize(width, height, depth);
@@ -99,7 +138,9 @@ void raster_command(print_job_s *job, const char *value)
   job->rasterWidth = width;
   job->rasterHeight = height;
   job->rasterDepth = depth;
-  memset(job->raster_data, 0xFF, (size_t)size);
+  /* Cleared to white lazily: the lines write the rows first, and whatever
+     they leave is cleared before the raster is read. */
+  job->rasterClean = job->raster_data;
 
   /* Pixels per inch along the page width; only logged.  The quotient is at
      most 2^32 x 72, so it always fits a 64-bit integer. */
@@ -155,20 +196,20 @@ void line_command(print_job_s *job, const char *value, _cups_file_s *fp)
     fprintf(stderr, "DEBUG: LINE - bytesPerLine: %d bytes: %d\n", (int)job->bytesPerLine, (int)n);
 
   room = (size_t)(job->rasterEnd - job->rasterCursor);
-  if ((uint64_t)n <= (uint64_t)room)
   {
-    /* The count actually read is not needed: at the end of the input the
-       cursor still moves on, and the loop ends at its next read. */
-    if (n > 0)
-      cupsFileRead(fp, (char *)job->rasterCursor, (unsigned long)n);
-    job->rasterCursor += n;
-  }
-  else
-  {
-    if (room > 0)
-      cupsFileRead(fp, (char *)job->rasterCursor, (unsigned long)room);
-    cups_file_skip(fp, (unsigned long)((uint64_t)n - room));
-    job->rasterCursor = job->rasterEnd;
+    /* The bytes that fit go to the cursor; the rest is read and dropped.
+       Where the input ends inside the line the cursor still moves on (the
+       loop ends at its next read) over bytes that stay white. */
+    size_t store = (uint64_t)n <= (uint64_t)room ? (size_t)n : room;
+    unsigned char *dst = job->rasterCursor;
+    int got = 0;
+
+    if (store > 0)
+      got = cupsFileRead(fp, (char *)dst, (unsigned long)store);
+    markWritten(job, dst, store, got > 0 ? (size_t)got : 0);
+    if ((uint64_t)n > (uint64_t)store)
+      cups_file_skip(fp, (unsigned long)((uint64_t)n - store));
+    job->rasterCursor = dst + store;
   }
 
   /* Saturates rather than wraps: a negative count would make the page's

@@ -14,12 +14,19 @@
 #include "cups_file.h"
 #include "print_job.h"
 
-/* RASTER width height depth: allocates the raster and clears it to white
-   (0xFF), or logs why not.  value is the command's value, null when none.
+/* RASTER width height depth: allocates the raster, white (0xFF) from then
+   on as far as anyone reading it can tell (see rasterClean), or logs why
+   not.  value is the command's value, null when none.
    A raster whose depth x width x height does not fit 32 bits, or whose
    allocation fails, is refused with the same line as a bad depth, and no
    raster is left. */
 void raster_command(print_job_s *job, const char *value);
+
+/* Clears the part of the raster that no LINE has written yet to white, so
+   that every byte holds its value; called before the raster is read (at
+   ENDPAGE) and when the command loop ends.  Nothing to do when there is no
+   raster or it has settled already. */
+void raster_settle(print_job_s *job);
 
 /* LINE n: copies the n bytes that follow in the stream to the raster at
    its cursor (as many as fit; the rest are read and dropped) and counts

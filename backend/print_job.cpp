@@ -172,16 +172,21 @@ static int page(print_job_s *job, const char *value)
 }
 
 /*
- * 'command_loop()' - Carry out the stream's commands until it ends.
+ * 'runCommands()' - Carry out the stream's commands until it ends.
  */
-int command_loop(print_job_s *job, _cups_file_s *fp)
+static int runCommands(print_job_s *job, _cups_file_s *fp)
 {
   while (read_command_line(fp, job->line, &job->keyword, &job->value))
   {
     const char *keyword = job->keyword;
     const char *value = job->value;
 
-    if (!strcmp(keyword, "PRINTERMODEL"))
+    /* The keywords are compared whole, so no two can match the same line
+       and the order of the comparisons changes nothing but their cost:
+       LINE, thousands of times a page, is looked for first. */
+    if (!strcmp(keyword, "LINE"))
+      line_command(job, value, fp);
+    else if (!strcmp(keyword, "PRINTERMODEL"))
       printerModel(job, value);
     else if (!strcmp(keyword, "DOCUMENT"))
     {
@@ -216,10 +221,23 @@ int command_loop(print_job_s *job, _cups_file_s *fp)
     }
     else if (!strcmp(keyword, "RASTER"))
       raster_command(job, value);
-    else if (!strcmp(keyword, "LINE"))
-      line_command(job, value, fp);
   }
   return 1;
+}
+
+/*
+ * 'command_loop()' - Carry out the stream's commands until it ends, or a
+ * record cannot be sent.
+ *
+ * Either way the raster is left settled, every byte holding its value, for
+ * whoever looks at it afterwards.
+ */
+int command_loop(print_job_s *job, _cups_file_s *fp)
+{
+  int result = runCommands(job, fp);
+
+  raster_settle(job);
+  return result;
 }
 
 /*

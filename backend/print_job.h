@@ -51,6 +51,13 @@ struct print_job_s
   unsigned char *raster_data;
   unsigned char *rasterCursor;  /* where the next LINE's bytes go */
   unsigned char *rasterEnd;     /* raster_data + rasterSize */
+  /* The raster is cleared to white lazily: its bytes from rasterClean to
+     rasterEnd have not been written yet and stand for white (0xFF).  LINE
+     writes there first, so the rows of a full page are written once, not
+     cleared and then written; raster_settle() clears whatever is left
+     before anything reads the raster (ENDPAGE, the end of the loop).  Null
+     when every byte of the raster holds its value. */
+  unsigned char *rasterClean;
   uint32_t rasterSize;
   uint32_t rasterWidth, rasterHeight, rasterDepth;
   int32_t bytesPerLine;         /* byte count of the job's first LINE */
@@ -61,11 +68,13 @@ struct print_job_s
      allocation that fails. */
   uint32_t rasterLimit;
 
-  /* ENDPAGE's two working buffers while a page is being sent; freed after
-     the page's last record.  When a write fails they are left for the
-     process end (or print_job_release()). */
+  /* ENDPAGE's two working buffers, made by the first page that sends a
+     fragment and kept for the pages after it (made again only when a page
+     needs them larger); left for the process end (or
+     print_job_release()). */
   unsigned char *lineBuffer;
   unsigned char *compressBuffer;
+  size_t lineBufferSize, compressBufferSize;
 };
 
 /* Prepares a job over a connected socket; everything else starts empty. */
