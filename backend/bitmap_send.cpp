@@ -150,18 +150,19 @@ void bitmap_reverse_groups_portable(unsigned char *dst, const unsigned char *src
  *
  * Each step loads 16 bytes, reverses the five whole groups in them and
  * stores 16 bytes; the 16th byte goes out unchanged and is written again,
- * properly, by the next step or the tail.  Both the load and the store
- * stay within count.  Returns the bytes done (a multiple of 15); the
- * caller does the rest.
+ * properly, by the next step or the tail, as it is the first byte of a
+ * whole group.  The load and the store stay within the whole groups.
+ * Returns the bytes done (a multiple of 15); the caller does the rest.
  */
 __attribute__((target("ssse3"))) static size_t reverseShuffle(unsigned char *dst,
                                                               const unsigned char *src,
                                                               size_t count)
 {
   const __m128i order = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
+  size_t whole = count / 3u * 3u;
   size_t g = 0;
 
-  for (; count - g >= 16; g += 15)
+  for (; whole - g >= 18; g += 15)
   {
     __m128i v = _mm_loadu_si128((const __m128i *)(const void *)(src + g));
 
