@@ -43,6 +43,17 @@ SchedulerState &scheduler()
   return *s;
 }
 
+/* Stops the scripted scheduler and removes its folder at the process end. */
+void stopScheduler()
+{
+  SchedulerState &s = scheduler();
+  if (s.dir.empty())
+    return;
+  responderStop(&s.responder);
+  removeTempDir(s.dir);
+  s.dir.clear();
+}
+
 /* Starts the scripted scheduler once: every request gets one printer,
    FAULTS_PRINTER, described as FAULTS_DESCRIPTION.  Its socket is open to
    every user, so that a backend run as another user can look up too. */
@@ -70,6 +81,7 @@ void startScheduler()
     return;
   }
   chmod((s.dir + "/ipp.sock").c_str(), 0777);
+  atexit(stopScheduler);
 }
 
 } // namespace
