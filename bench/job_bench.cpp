@@ -36,7 +36,9 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -319,9 +321,25 @@ static bool writeEmptyStream(const std::string &path)
   return fclose(f) == 0;
 }
 
-/* Waits until no socket file is at path (another program's receiver, or
-   a test's), at most timeoutSeconds; false when one is still there.  The
-   receiver started here would otherwise replace it. */
+/* True when a program accepts connections on the Unix socket at path. */
+static bool socketIsLive(const char *path)
+{
+  int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0)
+    return false;
+  struct sockaddr_un addr;
+  memset(&addr, 0, sizeof addr);
+  addr.sun_family = AF_UNIX;
+  snprintf(addr.sun_path, sizeof addr.sun_path, "%s", path);
+  bool live = connect(fd, (struct sockaddr *)&addr, sizeof addr) == 0;
+  close(fd);
+  return live;
+}
+
+/* Waits until nobody owns the socket path, at most timeoutSeconds; false
+   when another program's receiver (or a test's) still listens there.  A
+   socket file that nobody listens on is left over from a dead process and
+   is removed, as the receiver started here would replace it anyway. */
 static bool waitSocketFree(const char *path, int timeoutSeconds)
 {
   for (int i = 0; i < timeoutSeconds * 10; i++)
@@ -329,6 +347,11 @@ static bool waitSocketFree(const char *path, int timeoutSeconds)
     struct stat st;
     if (lstat(path, &st) != 0)
       return true;
+    if (S_ISSOCK(st.st_mode) && !socketIsLive(path))
+    {
+      unlink(path);
+      return true;
+    }
     usleep(100000);
   }
   return false;
