@@ -312,9 +312,68 @@ int NarrowICompare(const char* a, const char* b, int wantOrder)
     return (int)(signed char)*a - (int)(signed char)*b;
 }
 
+/* Folded values of the elements 0-255, worked out as they are met and kept
+ * for the rest of one search.  The search folds the lead element of hay at
+ * every offset, and each fold is a call into the C library; with the memo
+ * a text of a few distinct letters costs a few calls.  (towlower gives the
+ * same answer for the same value while the search runs; a program that
+ * changes its locale meanwhile has no defined result anyway.) */
+struct TFoldMemo {
+    int32_t value[256];
+    uint8_t known[256];
+};
+
+/* The fold of element c through the memo (elements outside 0-255 directly). */
+inline int32_t MemoFoldElement(TFoldMemo& m, char c)
+{
+    const unsigned int i = (unsigned char)c;
+    if (!m.known[i]) {
+        m.value[i] = FoldElement(c);
+        m.known[i] = 1;
+    }
+    return m.value[i];
+}
+inline int32_t MemoFoldElement(TFoldMemo& m, wchar_t c)
+{
+    const uint32_t u = (uint32_t)c;
+    if (u > 0xFFu)
+        return FoldElement(c);
+    if (!m.known[u]) {
+        m.value[u] = FoldElement(c);
+        m.known[u] = 1;
+    }
+    return m.value[u];
+}
+
+/* StepAt, with the single-byte case answered here rather than by a call. */
+inline unsigned int QuickStepAt(const char* s)
+{
+    return (unsigned char)*s < 0x80 ? 1u : StepAt(s);
+}
+inline unsigned int QuickStepAt(const wchar_t*) { return 1u; }
+
+/* Whether ICmpRanges(a, n, b, n) would give 0: the same walk (each side
+ * stepping by its own character length, lead elements folded, the end when
+ * either side leaves its n elements), with the folds taken from the memo. */
+template <typename C>
+bool IEqRangesMemo(TFoldMemo& memo, const C* a, const C* b, unsigned int n)
+{
+    uint64_t pa = 0;
+    uint64_t pb = 0;
+    while (pa < n && pb < n) {
+        if (MemoFoldElement(memo, a[pa]) != MemoFoldElement(memo, b[pb]))
+            return false;
+        pa += QuickStepAt(a + pa);
+        pb += QuickStepAt(b + pb);
+    }
+    return true;
+}
+
 /* Case-insensitive search of needle inside hay, both resolved ranges: the
  * first character start of hay at which ICmpRanges over the needle's length
- * gives 0. */
+ * gives 0.  An offset whose lead element folds to something other than the
+ * needle's first one is passed over at once, as ICmpRanges would return
+ * there after its first comparison. */
 template <typename C>
 unsigned int IPosRanges(const C* hay, unsigned int lh, const C* needle, unsigned int ln)
 {
@@ -322,12 +381,15 @@ unsigned int IPosRanges(const C* hay, unsigned int lh, const C* needle, unsigned
         return kNotFound;
     if (ln == 0)
         return 0;
+    TFoldMemo memo;
+    memset(memo.known, 0, sizeof memo.known);
+    const int32_t first = MemoFoldElement(memo, needle[0]);
     unsigned int last = lh - ln;
     unsigned int off = 0;
     for (;;) {
-        if (ICmpRanges(hay + off, ln, needle, ln) == 0)
+        if (MemoFoldElement(memo, hay[off]) == first && IEqRangesMemo(memo, hay + off, needle, ln))
             return off;
-        unsigned int step = StepAt(hay + off);
+        unsigned int step = QuickStepAt(hay + off);
         if (step > last - off)
             return kNotFound;
         off += step;
