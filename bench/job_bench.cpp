@@ -36,9 +36,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -321,21 +319,6 @@ static bool writeEmptyStream(const std::string &path)
   return fclose(f) == 0;
 }
 
-/* True when a program accepts connections on the Unix socket at path. */
-static bool socketIsLive(const char *path)
-{
-  int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (fd < 0)
-    return false;
-  struct sockaddr_un addr;
-  memset(&addr, 0, sizeof addr);
-  addr.sun_family = AF_UNIX;
-  snprintf(addr.sun_path, sizeof addr.sun_path, "%s", path);
-  bool live = connect(fd, (struct sockaddr *)&addr, sizeof addr) == 0;
-  close(fd);
-  return live;
-}
-
 /* Waits until nobody owns the socket path, at most timeoutSeconds; false
    when another program's receiver (or a test's) still listens there.  A
    socket file that nobody listens on is left over from a dead process and
@@ -347,7 +330,7 @@ static bool waitSocketFree(const char *path, int timeoutSeconds)
     struct stat st;
     if (lstat(path, &st) != 0)
       return true;
-    if (S_ISSOCK(st.st_mode) && !socketIsLive(path))
+    if (S_ISSOCK(st.st_mode) && !socketPathIsLive(path))
     {
       unlink(path);
       return true;

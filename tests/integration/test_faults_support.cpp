@@ -24,6 +24,7 @@
 
 #include "backend_run.h"
 #include "ipp_responder.h"
+#include "socket_sink.h"
 #include "socket_transport.h"
 
 /* ---- the scheduler ---- */
@@ -127,28 +128,13 @@ std::string faultsWriteFailedLine(int err)
   return std::string("Writing to socket failed: ") + strerror(err) + "\n";
 }
 
-/* True when something accepts connections on path. */
-static bool liveListener(const char *path)
-{
-  int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (fd < 0)
-    return false;
-  struct sockaddr_un addr;
-  memset(&addr, 0, sizeof addr);
-  addr.sun_family = AF_UNIX;
-  strncpy(addr.sun_path, path, sizeof addr.sun_path - 1);
-  bool live = connect(fd, (struct sockaddr *)&addr, sizeof addr) == 0;
-  close(fd);
-  return live;
-}
-
 bool faultsClaimHostPath(std::string *why)
 {
   /* Another test program of this machine may hold the path for a while;
      CTest serialises the programs of one run, not those of other runs. */
-  for (int i = 0; i < 600 && liveListener(KIVPRINTER_SOCKET_PATH); i++)
+  for (int i = 0; i < 600 && socketPathIsLive(KIVPRINTER_SOCKET_PATH); i++)
     usleep(100000);
-  if (liveListener(KIVPRINTER_SOCKET_PATH))
+  if (socketPathIsLive(KIVPRINTER_SOCKET_PATH))
   {
     *why = "a host application keeps listening on " KIVPRINTER_SOCKET_PATH;
     return false;

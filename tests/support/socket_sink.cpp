@@ -75,6 +75,21 @@ static void acceptLoop(SocketSink *sink)
   }
 }
 
+/* True when a program accepts connections on the Unix socket at path. */
+bool socketPathIsLive(const char *path)
+{
+  int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0)
+    return false;
+  struct sockaddr_un addr;
+  memset(&addr, 0, sizeof addr);
+  addr.sun_family = AF_UNIX;
+  strncpy(addr.sun_path, path, sizeof addr.sun_path - 1);
+  bool live = connect(fd, (struct sockaddr *)&addr, sizeof addr) == 0;
+  close(fd);
+  return live;
+}
+
 bool sinkStart(SocketSink *sink, const std::string &path, const SinkOptions &options)
 {
   sink->path = path;

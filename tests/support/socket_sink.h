@@ -38,6 +38,9 @@ struct SocketSink
   std::atomic<bool> stopping{false};
 };
 
+/* True when a program accepts connections on the Unix socket at path. */
+bool socketPathIsLive(const char *path);
+
 /* Listens on path (a stale file there is removed first); false on failure. */
 bool sinkStart(SocketSink *sink, const std::string &path, const SinkOptions &options = SinkOptions());
 
