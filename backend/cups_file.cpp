@@ -182,6 +182,59 @@ static void takeOutside(_cups_file_s *fp, size_t count)
 }
 
 /*
+ * 'takeBuffered()' - Hand out up to max bytes of what has been read
+ * already: buf first, then the read-ahead block.
+ *
+ * The bytes are copied to dst, or dropped where they lie when dst is null
+ * (a skip).  Returns their count; 0 when buf and the block are both empty.
+ */
+static size_t takeBuffered(_cups_file_s *fp, char *dst, size_t max)
+{
+  size_t count;
+
+  if (fp->ptr && fp->ptr < fp->end)
+  {
+    count = (size_t)(fp->end - fp->ptr);
+    if (count > max)
+      count = max;
+    if (dst)
+      memcpy(dst, fp->ptr, count);
+    fp->ptr += count;
+    fp->pos += (int64_t)count;
+    return count;
+  }
+  count = aheadCount(fp);
+  if (count == 0)
+    return 0;
+  if (count > max)
+    count = max;
+  retireBuffer(fp);
+  if (dst)
+    memcpy(dst, fp->aheadPtr, count);
+  fp->aheadPtr += count;
+  takeOutside(fp, count);
+  return count;
+}
+
+/*
+ * 'refillToTake()' - Read more of the stream once buf and the block are
+ * empty: into the block, or into buf when there is no block.
+ *
+ * Returns 1 when bytes came; 0 at the end of the input or on an error,
+ * leaving buf empty and eof set as a failed fill does.
+ */
+static int refillToTake(_cups_file_s *fp)
+{
+  ssize_t n = fillAhead(fp);
+
+  if (n > 0 || (n < 0 && cups_fill(fp) > 0))
+    return 1;
+  retireBuffer(fp);
+  fp->eof = 1;
+  return 0;
+}
+
+/*
  * 'cupsFileRead()' - Read exactly bytes bytes unless the input ends first.
  *
  * What buf holds is copied out first, then what the read-ahead block
@@ -204,31 +257,18 @@ int cupsFileRead(_cups_file_s *fp, char *buffer, unsigned long bytes)
 
   while (bytes > 0)
   {
-    unsigned long count;
+    unsigned long count = (unsigned long)takeBuffered(fp, buffer, (size_t)bytes);
 
-    if (fp->ptr && fp->ptr < fp->end)
+    if (count == 0)
     {
-      /* The buffer first. */
-      count = (unsigned long)(fp->end - fp->ptr);
-      if (count > bytes)
-        count = bytes;
-      memcpy(buffer, fp->ptr, count);
-      fp->ptr += count;
-      fp->pos += (int64_t)count;
-    }
-    else if (aheadCount(fp) > 0)
-    {
-      /* Then the read-ahead block, straight to the caller. */
-      count = (unsigned long)aheadCount(fp);
-      if (count > bytes)
-        count = bytes;
-      retireBuffer(fp);
-      memcpy(buffer, fp->aheadPtr, count);
-      fp->aheadPtr += count;
-      takeOutside(fp, count);
-    }
-    else if (bytes >= (fp->ahead ? CUPS_FILE_AHEAD_SIZE : sizeof(fp->buf)))
-    {
+      if (bytes < (fp->ahead ? CUPS_FILE_AHEAD_SIZE : sizeof(fp->buf)))
+      {
+        /* A small remainder refills the block; its rest stays there. */
+        if (!refillToTake(fp))
+          break;
+        continue;
+      }
+
       /* A large remainder: straight from the descriptor. */
       ssize_t n;
 
@@ -241,21 +281,6 @@ int cupsFileRead(_cups_file_s *fp, char *buffer, unsigned long bytes)
       }
       count = (unsigned long)n;
       takeOutside(fp, count);
-    }
-    else
-    {
-      ssize_t n = fillAhead(fp);
-
-      if (n > 0)
-        continue;
-      if (n == 0 || cups_fill(fp) <= 0)
-      {
-        /* The end of the input: as a failed fill leaves it. */
-        retireBuffer(fp);
-        fp->eof = 1;
-        break;
-      }
-      continue;
     }
     buffer += count;
     bytes -= count;
@@ -286,37 +311,12 @@ unsigned long cups_file_skip(_cups_file_s *fp, unsigned long count)
 
   while (count > 0)
   {
-    unsigned long avail;
+    unsigned long avail = (unsigned long)takeBuffered(fp, NULL, (size_t)count);
 
-    if (fp->ptr && fp->ptr < fp->end)
+    if (avail == 0)
     {
-      avail = (unsigned long)(fp->end - fp->ptr);
-      if (avail > count)
-        avail = count;
-      fp->ptr += avail;
-      fp->pos += (int64_t)avail;
-    }
-    else if (aheadCount(fp) > 0)
-    {
-      avail = (unsigned long)aheadCount(fp);
-      if (avail > count)
-        avail = count;
-      retireBuffer(fp);
-      fp->aheadPtr += avail;
-      takeOutside(fp, avail);
-    }
-    else
-    {
-      ssize_t n = fillAhead(fp);
-
-      if (n > 0)
-        continue;
-      if (n == 0 || cups_fill(fp) <= 0)
-      {
-        retireBuffer(fp);
-        fp->eof = 1;
+      if (!refillToTake(fp))
         break;
-      }
       continue;
     }
     count -= avail;

@@ -42,8 +42,8 @@ void raster_settle(print_job_s *job)
 }
 
 /*
- * 'markWritten()' - A LINE has put got of the count bytes it was to store
- * at dst: keep the raster's not-yet-written part correct.
+ * 'markWritten()' - A LINE was to store count bytes at dst and got of
+ * them arrived: keep the raster's not-yet-written part correct.
  *
  * Bytes that were to be stored but did not arrive (the input ended inside
  * the line) stand for white like the rest of the unwritten part, so they

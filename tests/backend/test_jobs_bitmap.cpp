@@ -138,18 +138,6 @@ static std::vector<WireRecord> pageFragments(const std::vector<WireRecord> &recs
   return frags;
 }
 
-static std::string joined(const std::vector<WireRecord> &frags)
-{
-  std::string all;
-  for (const WireRecord &f : frags)
-  {
-    std::string out, error;
-    EXPECT_TRUE(decompressWire(f, &out, &error)) << error;
-    all += out;
-  }
-  return all;
-}
-
 TEST(JobsBitmapLayout, TheNumbersOfTheFormat)
 {
   bitmap_layout l;
@@ -277,7 +265,7 @@ TEST(JobsBitmap, SmallColourPageFieldByField)
   ASSERT_EQ(frags.size(), 1u);
   EXPECT_EQ(frags[0].rec.fragment.uncompressedLength, 36u);
   EXPECT_EQ(frags[0].rec.totalLength, 20u + 6u + frags[0].rec.dataLength);
-  EXPECT_EQ(joined(frags), model.bitmap(12, 3));
+  EXPECT_EQ(wireBitmap(frags), model.bitmap(12, 3));
   EXPECT_EQ(maskRasterAddress(run.err),
             "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n" + pageLines(1) +
                 allocLine(36, 3, 0) + endpageLines(frags, 12, 12, 3, 0, 166666, 1999992, 1));
@@ -304,7 +292,7 @@ TEST(JobsBitmap, DepthOneOddLineLengths)
     ASSERT_EQ(frags.size(), 1u) << bpl;
     int aligned = (bpl + 3) / 4 * 4;
     EXPECT_EQ(frags[0].rec.fragment.uncompressedLength, (uint32_t)(4 * aligned));
-    EXPECT_EQ(joined(frags), model.bitmap(bpl, 4)) << bpl;
+    EXPECT_EQ(wireBitmap(frags), model.bitmap(bpl, 4)) << bpl;
     bitmap_layout l;
     bitmap_compute_layout(bpl, &l);
     EXPECT_EQ(maskRasterAddress(run.err),
@@ -344,7 +332,7 @@ TEST(JobsBitmap, TwoLinesPerFragmentBottomUp)
   EXPECT_EQ(out.substr(0, 700000), expectedLine(rows[4], std::string(2, '\xFF')));
   ASSERT_TRUE(decompressWire(frags[2], &out, &error)) << error;
   EXPECT_EQ(out, expectedLine(rows[0], rows[1].substr(0, 2)));
-  EXPECT_EQ(joined(frags), bitmap);
+  EXPECT_EQ(wireBitmap(frags), bitmap);
   EXPECT_EQ(maskRasterAddress(run.err),
             pageLines(1) + allocLine(3500000, 1, 82353) +
                 endpageLines(frags, 700000, 700000, 5, 0, 2, 1400000, 1));
@@ -371,7 +359,7 @@ TEST(JobsBitmap, ThirteenFragmentsOf261AndOne168)
   for (size_t i = 0; i < 12; i++)
     EXPECT_EQ(frags[i].rec.fragment.uncompressedLength, 261u * 7652u) << i;
   EXPECT_EQ(frags[12].rec.fragment.uncompressedLength, 168u * 7652u);
-  EXPECT_EQ(joined(frags), model.bitmap(bpl, 3300));
+  EXPECT_EQ(wireBitmap(frags), model.bitmap(bpl, 3300));
   EXPECT_EQ(maskRasterAddress(run.err),
             pageLines(1) + allocLine(25245000, 3, 300) +
                 endpageLines(frags, 7650, 7650, 3300, 2, 261, 1997172, 1));
@@ -396,7 +384,7 @@ TEST(JobsBitmap, LinesLongerThanAFragmentGoOnePerFragment)
   ASSERT_EQ(frags.size(), 2u);
   EXPECT_EQ(frags[0].rec.fragment.uncompressedLength, 2000004u);
   EXPECT_EQ(frags[1].rec.fragment.uncompressedLength, 2000004u);
-  EXPECT_EQ(joined(frags), model.bitmap(bpl, 2));
+  EXPECT_EQ(wireBitmap(frags), model.bitmap(bpl, 2));
   EXPECT_EQ(maskRasterAddress(run.err),
             pageLines(1) + allocLine(4000002, 1, 235294) +
                 endpageLines(frags, 2000001, 2000001, 2, 3, 1, 2000004, 1));
@@ -430,7 +418,7 @@ TEST(JobsBitmap, MoreLinesThanTheRasterHoldsSendWhite)
   size_t next;
   std::vector<WireRecord> frags = pageFragments(recs, 1, 10, 3, &next);
   ASSERT_EQ(frags.size(), 1u);
-  std::string bitmap = joined(frags);
+  std::string bitmap = wireBitmap(frags);
   EXPECT_EQ(bitmap, model.bitmap(10, 5));
   std::string white = std::string(10, '\xFF') + std::string(2, '\0');
   EXPECT_EQ(bitmap.substr(0, 24), white + white);
@@ -455,7 +443,7 @@ TEST(JobsBitmap, LinesLongerThanTheRasterRowReadOnFromTheBuffer)
   size_t next;
   std::vector<WireRecord> frags = pageFragments(recs, 1, 4, 4, &next);
   ASSERT_EQ(frags.size(), 1u);
-  EXPECT_EQ(joined(frags), model.bitmap(6, 3));
+  EXPECT_EQ(wireBitmap(frags), model.bitmap(6, 3));
   EXPECT_NE(run.err.find("bitmap bytesPerLine: 6 raster_w: 4 nLines: 3 alignPerLine: 2\n"),
             std::string::npos);
 }
@@ -502,17 +490,17 @@ TEST(JobsBitmap, LaterPagesUseTheSameRasterFromItsStart)
   EXPECT_EQ(recs[1].rec.id, RCPACKETID_PRN_PAGE_START);
   size_t next;
   std::vector<WireRecord> f1 = pageFragments(recs, 2, 4, 4, &next);
-  EXPECT_EQ(joined(f1), bitmap1);
+  EXPECT_EQ(wireBitmap(f1), bitmap1);
   EXPECT_EQ(recs[next].rec.id, RCPACKETID_PRN_PAGE_START);
   std::vector<WireRecord> f2 = pageFragments(recs, next + 1, 4, 4, &next);
-  EXPECT_EQ(joined(f2), bitmap2);
+  EXPECT_EQ(wireBitmap(f2), bitmap2);
   EXPECT_EQ(bitmap2, bitmap1);
   EXPECT_EQ(recs[next].rec.id, RCPACKETID_PRN_PAGE_START);
   std::vector<WireRecord> f3 = pageFragments(recs, next + 1, 4, 4, &next);
   EXPECT_TRUE(f3.empty());
   EXPECT_EQ(recs[next].rec.id, RCPACKETID_PRN_PAGE_START);
   std::vector<WireRecord> f4 = pageFragments(recs, next + 1, 4, 4, &next);
-  EXPECT_EQ(joined(f4), bitmap4);
+  EXPECT_EQ(wireBitmap(f4), bitmap4);
   ASSERT_EQ(next + 1, recs.size());
   EXPECT_EQ(recs[next].rec.id, RCPACKETID_PRN_DOC_END);
 

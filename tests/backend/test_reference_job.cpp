@@ -27,6 +27,7 @@
 #include "cups_file.h"
 #include "print_job.h"
 #include "rc_decoder.h"
+#include "test_files.h"
 
 namespace {
 
@@ -46,20 +47,6 @@ struct RefRecord
 std::string dataPath(const char *name)
 {
   return std::string(CORVANE_SOURCE_DIR) + "/tests/data/" + name;
-}
-
-bool readWholeFile(const std::string &path, std::string *out)
-{
-  FILE *f = fopen(path.c_str(), "rb");
-  if (!f)
-    return false;
-  char buf[4096];
-  size_t n;
-  out->clear();
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0)
-    out->append(buf, n);
-  fclose(f);
-  return true;
 }
 
 int hexDigit(char c)

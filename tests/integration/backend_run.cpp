@@ -2,6 +2,7 @@
  * backend_run.cpp - running the built backend and the texts it writes.
  */
 #include "backend_run.h"
+#include "test_files.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -141,21 +142,6 @@ pid_t spawnWithStdin(const std::vector<std::string> &argv, const std::vector<std
   return pid;
 }
 
-/* Reads a whole file. */
-static std::string slurp(const std::string &path)
-{
-  std::string text;
-  FILE *f = fopen(path.c_str(), "rb");
-  if (!f)
-    return text;
-  char buf[4096];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0)
-    text.append(buf, n);
-  fclose(f);
-  return text;
-}
-
 void waitSpawned(pid_t pid, int timeoutSeconds, const std::string &outPath,
                  const std::string &errPath, ChildResult *result)
 {
@@ -187,8 +173,8 @@ void waitSpawned(pid_t pid, int timeoutSeconds, const std::string &outPath,
   }
   else if (WIFSIGNALED(status))
     result->termSignal = WTERMSIG(status);
-  result->out = slurp(outPath);
-  result->err = slurp(errPath);
+  result->out = readFileText(outPath);
+  result->err = readFileText(errPath);
 }
 
 std::string makeTempDir(const char *prefix)

@@ -195,16 +195,8 @@ Script hangUpScript(const std::vector<uint32_t> &packed, const std::vector<uint3
   return s;
 }
 
-class HostFaults : public ::testing::Test
+class HostFaults : public FaultsTest
 {
-protected:
-  void SetUp() override
-  {
-    std::string why;
-    ASSERT_FALSE(faultsSchedulerPath().empty()) << "the scripted scheduler did not start";
-    ASSERT_TRUE(faultsClaimHostPath(&why)) << why;
-  }
-  void TearDown() override { unlink(KIVPRINTER_SOCKET_PATH); }
 };
 
 /* What one hang-up run gave. */

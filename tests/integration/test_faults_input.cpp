@@ -105,16 +105,8 @@ int16_t tenths(uint32_t points)
   return (int16_t)(uint16_t)((uint64_t)(int64_t)t & 0xFFFFu);
 }
 
-class InputFaults : public ::testing::Test
+class InputFaults : public FaultsTest
 {
-protected:
-  void SetUp() override
-  {
-    std::string why;
-    ASSERT_FALSE(faultsSchedulerPath().empty()) << "the scripted scheduler did not start";
-    ASSERT_TRUE(faultsClaimHostPath(&why)) << why;
-  }
-  void TearDown() override { unlink(KIVPRINTER_SOCKET_PATH); }
 };
 
 const std::string kP1Line = kD + "printer devicename: \"P1\"\n";
@@ -402,7 +394,7 @@ TEST_F(InputFaults, GigabyteOfJunkLinesKeepsMemoryFlat)
     for (size_t g = 0; g < 4095; g += 3)
       for (size_t i = 0; i < 3; i++)
         line[g + i] = row0[g + 2 - i];
-    EXPECT_TRUE(faultsBitmap(frags) == line);
+    EXPECT_TRUE(wireBitmap(frags) == line);
     EXPECT_EQ(run->log, faultsJobStart() + kP1Line + pageLog(1) + faultsAllocatedLine(8190, 3, 161) + pageLog(2) +
                             faultsEndpageLog(frags, 4095, 4095, 1, 1, 2) +
                             "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" + finishedLine());
@@ -471,7 +463,7 @@ TEST_F(InputFaults, LinesOfAHundredThousandBytes)
   EXPECT_EQ(p.printQuality, 1);
   EXPECT_EQ(p.collate, 1);
   std::vector<WireRecord> frags = faultsFragments(run.recs);
-  EXPECT_TRUE(faultsBitmap(frags) == rasterModelBitmap(m));
+  EXPECT_TRUE(wireBitmap(frags) == rasterModelBitmap(m));
   std::string value = ones.substr(0, 1023 - 5);
   value.pop_back();   /* the trailing space */
   EXPECT_EQ(run.log, faultsJobStart() + kD + "printer devicename: \"" + kept + "\"\n" +
@@ -506,7 +498,7 @@ TEST_F(InputFaults, NulBytesInCommandLines)
     EXPECT_TRUE(w.payload == std::string("O\0f\0\0\0", 6));
   EXPECT_EQ(run.recs[1].rec.page.paperSize, 9);
   std::vector<WireRecord> frags = faultsFragments(run.recs);
-  EXPECT_TRUE(faultsBitmap(frags) == std::string("cba\0", 4));
+  EXPECT_TRUE(wireBitmap(frags) == std::string("cba\0", 4));
   EXPECT_EQ(run.log, faultsJobStart() + kD + "printer devicename: \"Of\"\n" + kQ + "PAGENAME - A4\"\n" +
                          kQ + "PAGE 1 - value: 0 0 612\"\n" + kQ + "PAGE - CANNOT starting page (3) !!!\"\n" +
                          faultsPageLines(2, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
@@ -588,7 +580,7 @@ TEST_F(InputFaults, HugeAndNegativeNumbersInRasterLineAndColorDevice)
   EXPECT_EQ(run.recs[1].rec.bitmap.height, 3u);
   std::vector<WireRecord> frags = faultsFragments(run.recs);
   /* Rows 2 (never written: white), 1 and 0, each group reversed. */
-  EXPECT_TRUE(faultsBitmap(frags) == std::string(12, '\xFF') + "onmrqputsxwv" + "CBAFEDIHGLKJ");
+  EXPECT_TRUE(wireBitmap(frags) == std::string(12, '\xFF') + "onmrqputsxwv" + "CBAFEDIHGLKJ");
   const std::string c = kQ + "COLORDEVICE: ";
   EXPECT_EQ(run.log,
             faultsJobStart() + kP1Line + c + "False\"\n" + c + "True\"\n" + c + "False\"\n" + c + "True\"\n" +

@@ -41,16 +41,8 @@ const long kConstantKb = 1024;
 const std::string kQ = "DEBUG: \"CorvaneBackend - ";
 const std::string kD = "DEBUG: CorvaneBackend - ";
 
-class LoadFaults : public ::testing::Test
+class LoadFaults : public FaultsTest
 {
-protected:
-  void SetUp() override
-  {
-    std::string why;
-    ASSERT_FALSE(faultsSchedulerPath().empty()) << "the scripted scheduler did not start";
-    ASSERT_TRUE(faultsClaimHostPath(&why)) << why;
-  }
-  void TearDown() override { unlink(KIVPRINTER_SOCKET_PATH); }
 };
 
 /* The peak RSS (KiB) of a job that prints nothing: the backend's size
@@ -313,8 +305,8 @@ TEST_F(LoadFaults, PeakMemoryOfAnA4Job)
       expected.push_back(row[g]);
     }
   }
-  EXPECT_TRUE(faultsBitmap(std::vector<WireRecord>(all.begin(), all.begin() + 14)) == expected);
-  EXPECT_TRUE(faultsBitmap(std::vector<WireRecord>(all.begin() + 14, all.end())) == expected);
+  EXPECT_TRUE(wireBitmap(std::vector<WireRecord>(all.begin(), all.begin() + 14)) == expected);
+  EXPECT_TRUE(wireBitmap(std::vector<WireRecord>(all.begin() + 14, all.end())) == expected);
 
   const long peakKb = e.usage.ru_maxrss;
   const long limitKb = baseKb + (rasterBytes + kEndpageBuffers + 1023) / 1024 + kConstantKb;

@@ -26,6 +26,7 @@
 #include "ipp_responder.h"
 #include "socket_sink.h"
 #include "socket_transport.h"
+#include "test_files.h"
 
 /* ---- the scheduler ---- */
 
@@ -245,20 +246,6 @@ void backendCloseInput(BackendProcess *b)
   }
 }
 
-static std::string slurpFile(const std::string &path)
-{
-  std::string text;
-  FILE *f = fopen(path.c_str(), "rb");
-  if (!f)
-    return text;
-  char buf[65536];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0)
-    text.append(buf, n);
-  fclose(f);
-  return text;
-}
-
 void backendWait(BackendProcess *b, int timeoutSeconds, BackendExit *e)
 {
   *e = BackendExit();
@@ -291,15 +278,15 @@ void backendWait(BackendProcess *b, int timeoutSeconds, BackendExit *e)
   }
   else if (WIFSIGNALED(status))
     e->child.termSignal = WTERMSIG(status);
-  e->child.out = slurpFile(b->outPath);
-  e->child.err = slurpFile(b->errPath);
+  e->child.out = readFileText(b->outPath);
+  e->child.err = readFileText(b->errPath);
   b->pid = -1;
   removeTempDir(b->dir);
 }
 
 std::string backendErrSoFar(const BackendProcess *b)
 {
-  return slurpFile(b->errPath);
+  return readFileText(b->errPath);
 }
 
 bool backendAlive(const BackendProcess *b)
@@ -314,7 +301,7 @@ bool backendAlive(const BackendProcess *b)
 
 double backendCpuSeconds(const BackendProcess *b)
 {
-  std::string stat = slurpFile("/proc/" + std::to_string(b->pid) + "/stat");
+  std::string stat = readFileText("/proc/" + std::to_string(b->pid) + "/stat");
   size_t close = stat.rfind(')');
   if (close == std::string::npos)
     return -1;
@@ -566,16 +553,4 @@ std::vector<WireRecord> faultsFragments(const std::vector<WireRecord> &recs)
     if (w.rec.id == RCPACKETID_PRN_BITMAP_FRAGMENT)
       f.push_back(w);
   return f;
-}
-
-std::string faultsBitmap(const std::vector<WireRecord> &frags)
-{
-  std::string all;
-  for (const WireRecord &f : frags)
-  {
-    std::string out, error;
-    EXPECT_TRUE(decompressWire(f, &out, &error)) << error;
-    all += out;
-  }
-  return all;
 }

@@ -13,6 +13,7 @@
 #include <stdint.h>
 #include <sys/resource.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <mutex>
@@ -22,6 +23,9 @@
 
 #include "../protocol/test_records_wire.h"
 #include "child_process.h"
+#include "socket_transport.h"
+
+#include <gtest/gtest.h>
 
 /* The address sanitizer makes every process several times larger and
    slower: memory bounds are reported but not enforced under it, and the
@@ -68,6 +72,20 @@ unsigned long faultsHostPathInode();
 
 /* "Writing to socket failed: <text>\n" for an errno value. */
 std::string faultsWriteFailedLine(int err);
+
+/* The fixture of most fault tests: the scripted scheduler runs and this
+   test holds /tmp/kivprinter.sock, which is removed after it. */
+class FaultsTest : public ::testing::Test
+{
+protected:
+  void SetUp() override
+  {
+    std::string why;
+    ASSERT_FALSE(faultsSchedulerPath().empty()) << "the scripted scheduler did not start";
+    ASSERT_TRUE(faultsClaimHostPath(&why)) << why;
+  }
+  void TearDown() override { unlink(KIVPRINTER_SOCKET_PATH); }
+};
 
 /* ---- backend processes ---- */
 
@@ -202,9 +220,8 @@ std::string faultsAllocatedLine(unsigned size, unsigned depth, int res);
 std::string faultsEndpageLog(const std::vector<WireRecord> &frags, int bytesPerLine, int rasterW,
                              int nLines, int align, int pageCounter);
 
-/* The fragments among records, and their data decompressed and joined. */
+/* The fragments among records (their bitmap: wireBitmap()). */
 std::vector<WireRecord> faultsFragments(const std::vector<WireRecord> &recs);
-std::string faultsBitmap(const std::vector<WireRecord> &frags);
 
 /* This process's resident size in KiB. */
 long selfRssKb();

@@ -79,7 +79,7 @@ static void expectSmallJob(const JobRun &run, const std::vector<std::string> &ro
   EXPECT_EQ(recs[2].rec.bitmap.width, 8u);
   EXPECT_EQ(recs[2].rec.bitmap.height, 4u);
   std::vector<WireRecord> frags = jobFragments(recs, 3);
-  EXPECT_EQ(jobBitmap(frags), smallBitmap(rows));
+  EXPECT_EQ(wireBitmap(frags), smallBitmap(rows));
   EXPECT_EQ(run.log, smallJobLog(frags, argc));
 }
 
@@ -251,7 +251,7 @@ TEST(JobsStreams, DepthOneWithLinesNeitherMultipleOfThreeNorFour)
   std::vector<WireRecord> frags = jobFragments(recs, 2);
   ASSERT_EQ(frags.size(), 1u);
   EXPECT_EQ(frags[0].rec.fragment.uncompressedLength, 36u);
-  EXPECT_EQ(jobBitmap(frags), expected);
+  EXPECT_EQ(wireBitmap(frags), expected);
   EXPECT_EQ(run.log,
             jobStart() +
                 jobPageLines(1, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
@@ -307,9 +307,9 @@ TEST(JobsStreams, DocumentsAndPagesOneAfterTheOther)
 
   std::string bitmap = smallBitmap(rows);
   std::vector<WireRecord> f1 = jobFragments(recs, 3), f2 = jobFragments(recs, 8);
-  EXPECT_EQ(jobBitmap(f1), bitmap);
+  EXPECT_EQ(wireBitmap(f1), bitmap);
   /* Page 2 counts three lines; rows past the two of the raster are white. */
-  EXPECT_EQ(jobBitmap(f2), std::string(12, '\xFF') + bitmap);
+  EXPECT_EQ(wireBitmap(f2), std::string(12, '\xFF') + bitmap);
 
   std::string log =
       jobStart() + "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n"

@@ -192,17 +192,4 @@ inline std::vector<WireRecord> jobFragments(const std::vector<WireRecord> &recs,
   return frags;
 }
 
-/* The fragments decompressed and joined: the page's bitmap. */
-inline std::string jobBitmap(const std::vector<WireRecord> &frags)
-{
-  std::string all;
-  for (const WireRecord &f : frags)
-  {
-    std::string out, error;
-    EXPECT_TRUE(decompressWire(f, &out, &error)) << error;
-    all += out;
-  }
-  return all;
-}
-
 #endif

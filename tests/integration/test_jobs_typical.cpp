@@ -118,7 +118,7 @@ TEST(JobsTypical, A4ColourPageEndToEnd)
       expected.push_back(row[3 * x]);
     }
   }
-  std::string bitmap = jobBitmap(frags);
+  std::string bitmap = wireBitmap(frags);
   ASSERT_EQ(bitmap.size(), expected.size());
   EXPECT_TRUE(bitmap == expected);
 

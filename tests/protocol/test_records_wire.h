@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "rc_decoder.h"
 
 /* A decoded record with its own copies of payload and data (the decoder's
@@ -85,6 +87,20 @@ inline bool decompressWire(const WireRecord &w, std::string *out, std::string *e
     return false;
   }
   return true;
+}
+
+/* The fragments decompressed and joined: a page's bitmap.  A fragment that
+   does not decompress fails the test and adds nothing. */
+inline std::string wireBitmap(const std::vector<WireRecord> &frags)
+{
+  std::string all;
+  for (const WireRecord &f : frags)
+  {
+    std::string out, error;
+    EXPECT_TRUE(decompressWire(f, &out, &error)) << error;
+    all += out;
+  }
+  return all;
 }
 
 /* The payload a name should travel as, computed here by hand: UTF-8

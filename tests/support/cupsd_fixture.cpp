@@ -5,6 +5,7 @@
 #include "cupsd_fixture.h"
 
 #include "child_process.h"
+#include "test_files.h"
 
 #include <dirent.h>
 #include <errno.h>
@@ -57,21 +58,6 @@ static bool writeFile(const std::string &path, const std::string &text)
   if (!ok)
     return fail("cannot write " + path);
   return true;
-}
-
-/* Reads a whole file; empty when it cannot be read. */
-static std::string readFile(const std::string &path)
-{
-  std::string text;
-  FILE *f = fopen(path.c_str(), "r");
-  if (!f)
-    return text;
-  char buf[4096];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0)
-    text.append(buf, n);
-  fclose(f);
-  return text;
 }
 
 /* mkdir that accepts an existing directory. */
@@ -346,7 +332,7 @@ bool cupsdStart(CupsdFixture *fixture, const CupsdStartOptions &options)
   {
     if (reapIfGone(fixture))
     {
-      std::string why = "cupsd ended at start: " + readFile(out) + readFile(fixture->errorLog);
+      std::string why = "cupsd ended at start: " + readFileText(out) + readFileText(fixture->errorLog);
       cupsdStop(fixture);
       return fail(why);
     }
@@ -355,7 +341,7 @@ bool cupsdStart(CupsdFixture *fixture, const CupsdStartOptions &options)
     usleep(10000);
   }
   std::string why = "cupsd did not answer within " + std::to_string(options.startTimeoutSeconds) +
-                    " s: " + readFile(out) + readFile(fixture->errorLog);
+                    " s: " + readFileText(out) + readFileText(fixture->errorLog);
   cupsdStop(fixture);
   return fail(why);
 }
@@ -471,7 +457,7 @@ std::vector<std::string> cupsdEnvironment(const CupsdFixture *fixture,
 
 std::string cupsdLog(const CupsdFixture *fixture)
 {
-  return readFile(fixture->errorLog) + readFile(fixture->dir + "/log/cupsd.out");
+  return readFileText(fixture->errorLog) + readFileText(fixture->dir + "/log/cupsd.out");
 }
 
 std::string cupsdLastError()

@@ -2,6 +2,7 @@
  * test_host_support.cpp - helpers for the host tools' tests.
  */
 #include "test_host_support.h"
+#include "test_files.h"
 
 #include <dirent.h>
 #include <errno.h>
@@ -56,16 +57,7 @@ void hostRemoveTree(const std::string &dir)
 
 std::string hostReadFile(const std::string &path)
 {
-  std::string text;
-  FILE *f = fopen(path.c_str(), "rb");
-  if (!f)
-    return text;
-  char buf[65536];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0)
-    text.append(buf, n);
-  fclose(f);
-  return text;
+  return readFileText(path);
 }
 
 bool hostWriteFile(const std::string &path, const std::string &data)

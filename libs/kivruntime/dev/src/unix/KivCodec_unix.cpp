@@ -579,9 +579,8 @@ constexpr TKivUUPairs s_uuPairs = MakeUUPairs();
 
 /* Stores one base64 group of three bytes b as four elements at p. */
 template <typename T>
-inline void PutGroup(T* p, const char* a, uint32_t b)
+inline void PutGroup(T* p, uint32_t b)
 {
-    (void)a;
     const char* hi = s_uuPairs.at[(b >> 12) & 0xFFF];
     const char* lo = s_uuPairs.at[b & 0xFFF];
     p[0] = (T)hi[0];
@@ -591,9 +590,8 @@ inline void PutGroup(T* p, const char* a, uint32_t b)
 }
 
 template <>
-inline void PutGroup<char>(char* p, const char* a, uint32_t b)
+inline void PutGroup<char>(char* p, uint32_t b)
 {
-    (void)a;
     memcpy(p, s_uuPairs.at[(b >> 12) & 0xFFF], 2);
     memcpy(p + 2, s_uuPairs.at[b & 0xFFF], 2);
 }
@@ -620,7 +618,7 @@ unsigned int UUEncode(T* dst, unsigned int cap, const void* src, unsigned int n,
             run = w.Room() / 4;
         T* p = w.dst + w.written;
         for (unsigned int g = 0; g < run; g++, i += 3, p += 4)
-            PutGroup(p, a, ((uint32_t)s[i] << 16) | ((uint32_t)s[i + 1] << 8) | s[i + 2]);
+            PutGroup(p, ((uint32_t)s[i] << 16) | ((uint32_t)s[i + 1] << 8) | s[i + 2]);
         w.written += 4 * run;
         w.total += 4 * run;
         if (lineBreaks)

@@ -103,6 +103,8 @@ inline int32_t SignedValue(wchar_t c) { return (int32_t)c; }
  * element. */
 inline unsigned int StepAt(const char* s)
 {
+    if ((unsigned char)*s < 0x80)
+        return 1u; /* what KivCharMBLen says, without the call */
     int n = KivCharMBLen(s);
     return n < 1 ? 1u : (unsigned int)n;
 }
@@ -345,13 +347,6 @@ inline int32_t MemoFoldElement(TFoldMemo& m, wchar_t c)
     return m.value[u];
 }
 
-/* StepAt, with the single-byte case answered here rather than by a call. */
-inline unsigned int QuickStepAt(const char* s)
-{
-    return (unsigned char)*s < 0x80 ? 1u : StepAt(s);
-}
-inline unsigned int QuickStepAt(const wchar_t*) { return 1u; }
-
 /* Whether ICmpRanges(a, n, b, n) would give 0: the same walk (each side
  * stepping by its own character length, lead elements folded, the end when
  * either side leaves its n elements), with the folds taken from the memo. */
@@ -363,8 +358,8 @@ bool IEqRangesMemo(TFoldMemo& memo, const C* a, const C* b, unsigned int n)
     while (pa < n && pb < n) {
         if (MemoFoldElement(memo, a[pa]) != MemoFoldElement(memo, b[pb]))
             return false;
-        pa += QuickStepAt(a + pa);
-        pb += QuickStepAt(b + pb);
+        pa += StepAt(a + pa);
+        pb += StepAt(b + pb);
     }
     return true;
 }
@@ -389,7 +384,7 @@ unsigned int IPosRanges(const C* hay, unsigned int lh, const C* needle, unsigned
     for (;;) {
         if (MemoFoldElement(memo, hay[off]) == first && IEqRangesMemo(memo, hay + off, needle, ln))
             return off;
-        unsigned int step = QuickStepAt(hay + off);
+        unsigned int step = StepAt(hay + off);
         if (step > last - off)
             return kNotFound;
         off += step;

@@ -20,10 +20,10 @@
 #include <wchar.h>
 
 /*
- * KivWriter - destination state of one bounded write (private to this file).  The total is kept in
- * 64 bits so that a huge input cannot wrap it; a result that does not fit in
- * 32 bits is reported as 0xFFFFFFFF, which is never below a capacity and so
- * always reads as "did not fit".
+ * KivWriter - destination state of one bounded write (private to this
+ * file).  The total is kept in 64 bits so that a huge input cannot wrap it;
+ * a result that does not fit in 32 bits is reported as 0xFFFFFFFF, which is
+ * never below a capacity and so always reads as "did not fit".
  */
 namespace {
 
