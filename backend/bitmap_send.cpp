@@ -106,15 +106,15 @@ static inline void storeLE64(unsigned char *p, uint64_t v)
 void bitmap_reverse_groups_portable(unsigned char *dst, const unsigned char *src, size_t count)
 {
   /* Byte k of the block is in word k / 8; masks by k mod 3. */
-  static const uint64_t fromRight0 = BYTE_AT(0) | BYTE_AT(3) | BYTE_AT(6);  /* k = 0, 3, 6 */
-  static const uint64_t same0 = BYTE_AT(1) | BYTE_AT(4) | BYTE_AT(7);       /* k = 1, 4, 7 */
-  static const uint64_t fromLeft0 = BYTE_AT(2) | BYTE_AT(5);                /* k = 2, 5 */
-  static const uint64_t fromRight1 = BYTE_AT(1) | BYTE_AT(4) | BYTE_AT(7);  /* k = 9, 12, 15 */
-  static const uint64_t same1 = BYTE_AT(2) | BYTE_AT(5);                    /* k = 10, 13 */
-  static const uint64_t fromLeft1 = BYTE_AT(0) | BYTE_AT(3) | BYTE_AT(6);   /* k = 8, 11, 14 */
-  static const uint64_t fromRight2 = BYTE_AT(2) | BYTE_AT(5);               /* k = 18, 21 */
-  static const uint64_t same2 = BYTE_AT(0) | BYTE_AT(3) | BYTE_AT(6);       /* k = 16, 19, 22 */
-  static const uint64_t fromLeft2 = BYTE_AT(1) | BYTE_AT(4) | BYTE_AT(7);   /* k = 17, 20, 23 */
+  static const uint64_t fromRight0 = BYTE_AT(0) | BYTE_AT(3) | BYTE_AT(6); /* k = 0, 3, 6 */
+  static const uint64_t same0 = BYTE_AT(1) | BYTE_AT(4) | BYTE_AT(7);      /* k = 1, 4, 7 */
+  static const uint64_t fromLeft0 = BYTE_AT(2) | BYTE_AT(5);               /* k = 2, 5 */
+  static const uint64_t fromRight1 = BYTE_AT(1) | BYTE_AT(4) | BYTE_AT(7); /* k = 9, 12, 15 */
+  static const uint64_t same1 = BYTE_AT(2) | BYTE_AT(5);                   /* k = 10, 13 */
+  static const uint64_t fromLeft1 = BYTE_AT(0) | BYTE_AT(3) | BYTE_AT(6);  /* k = 8, 11, 14 */
+  static const uint64_t fromRight2 = BYTE_AT(2) | BYTE_AT(5);              /* k = 18, 21 */
+  static const uint64_t same2 = BYTE_AT(0) | BYTE_AT(3) | BYTE_AT(6);      /* k = 16, 19, 22 */
+  static const uint64_t fromLeft2 = BYTE_AT(1) | BYTE_AT(4) | BYTE_AT(7);  /* k = 17, 20, 23 */
   size_t g = 0;
 
   for (; count - g >= 24; g += 24)
@@ -124,11 +124,11 @@ void bitmap_reverse_groups_portable(unsigned char *dst, const unsigned char *src
     uint64_t c = loadLE64(src + g + 16);
 
     storeLE64(dst + g, (a & same0) | (((a >> 16) | (b << 48)) & fromRight0) |
-                           ((a << 16) & fromLeft0));
+                         ((a << 16) & fromLeft0));
     storeLE64(dst + g + 8, (b & same1) | (((b >> 16) | (c << 48)) & fromRight1) |
-                               (((b << 16) | (a >> 48)) & fromLeft1));
+                             (((b << 16) | (a >> 48)) & fromLeft1));
     storeLE64(dst + g + 16, (c & same2) | ((c >> 16) & fromRight2) |
-                                (((c << 16) | (b >> 48)) & fromLeft2));
+                              (((c << 16) | (b >> 48)) & fromLeft2));
   }
   for (; count - g >= 3; g += 3)
   {

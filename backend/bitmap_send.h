@@ -15,17 +15,17 @@
 #include "print_job.h"
 
 /* Largest uncompressed fragment, and the compression buffer for it. */
-#define BITMAP_FRAGMENT_LIMIT 2000000u
+#define BITMAP_FRAGMENT_LIMIT  2000000u
 #define BITMAP_COMPRESS_BUFFER 2400000u
 
 /* Geometry of a page's bitmap, as ENDPAGE computes it from bytesPerLine. */
 struct bitmap_layout
 {
-  uint32_t alignPerLine;    /* 0..3 padding bytes per line */
-  uint32_t alignedLine;     /* bytesPerLine + alignPerLine */
-  uint32_t sendLines;       /* lines per fragment (0 when alignedLine is 0) */
-  uint32_t rwsize;          /* line buffer size: alignedLine x sendLines */
-  uint32_t compressSize;    /* compression buffer size */
+  uint32_t alignPerLine; /* 0..3 padding bytes per line */
+  uint32_t alignedLine;  /* bytesPerLine + alignPerLine */
+  uint32_t sendLines;    /* lines per fragment (0 when alignedLine is 0) */
+  uint32_t rwsize;       /* line buffer size: alignedLine x sendLines */
+  uint32_t compressSize; /* compression buffer size */
 };
 
 /* Computes the layout for a line length.  A line longer than the fragment

@@ -25,25 +25,25 @@
 
 struct _cups_file_s
 {
-  int fd;               /* input descriptor */
-  char mode;            /* 'r' (or 's'); anything else reads as end of input */
-  char compressed;      /* always 0 here */
-  char is_stdio;        /* 1 when fd is the standard input: never closed */
-  char eof;             /* 1 after a fill hit the end of input or an error */
-  char buf[4096];       /* read buffer */
-  char *ptr;            /* next unread byte in buf; null until the first fill */
-  char *end;            /* end of the valid bytes; null until the first fill */
-  int64_t pos;          /* stream position: bytes handed out so far */
-  int64_t bufpos;       /* stream position of buf[0] */
-  char *printf_buf;     /* formatted-output buffer: never set, freed at close */
-  size_t printf_size;   /* its size: always 0 */
+  int fd;             /* input descriptor */
+  char mode;          /* 'r' (or 's'); anything else reads as end of input */
+  char compressed;    /* always 0 here */
+  char is_stdio;      /* 1 when fd is the standard input: never closed */
+  char eof;           /* 1 after a fill hit the end of input or an error */
+  char buf[4096];     /* read buffer */
+  char *ptr;          /* next unread byte in buf; null until the first fill */
+  char *end;          /* end of the valid bytes; null until the first fill */
+  int64_t pos;        /* stream position: bytes handed out so far */
+  int64_t bufpos;     /* stream position of buf[0] */
+  char *printf_buf;   /* formatted-output buffer: never set, freed at close */
+  size_t printf_size; /* its size: always 0 */
 
   /* Read-ahead block, allocated at the first fill and freed at close.
      When it cannot be allocated the reader reads the descriptor straight
      into buf (or the caller's buffer), as a reader without one would. */
-  char *ahead;          /* CUPS_FILE_AHEAD_SIZE bytes, or null */
-  char *aheadPtr;       /* next byte of the block not yet taken */
-  char *aheadEnd;       /* end of the valid bytes in the block */
+  char *ahead;    /* CUPS_FILE_AHEAD_SIZE bytes, or null */
+  char *aheadPtr; /* next byte of the block not yet taken */
+  char *aheadEnd; /* end of the valid bytes in the block */
 };
 
 /* Size of the read-ahead block: large enough that the system calls cost

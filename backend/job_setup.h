@@ -10,11 +10,11 @@
 
 struct job_data_t
 {
-  int job_id;               /* atoi(argv[1]) */
-  char *user;               /* argv[2], not copied */
-  char *title;              /* argv[3], not copied */
-  int num_options;          /* count from cupsParseOptions */
-  cups_option_t *options;   /* owned by the caller (cupsFreeOptions) */
+  int job_id;             /* atoi(argv[1]) */
+  char *user;             /* argv[2], not copied */
+  char *title;            /* argv[3], not copied */
+  int num_options;        /* count from cupsParseOptions */
+  cups_option_t *options; /* owned by the caller (cupsFreeOptions) */
 };
 
 /* Fills job from the arguments, opens $PPD and marks its defaults and the

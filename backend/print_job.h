@@ -21,26 +21,26 @@
 struct print_job_s
 {
   /* Set up by the driver. */
-  int sock;                   /* connected socket to the host application */
-  const char *printerName;    /* queue description, PRINTERMODEL's default */
-  int copies;                 /* copies announced in every page record */
+  int sock;                /* connected socket to the host application */
+  const char *printerName; /* queue description, PRINTERMODEL's default */
+  int copies;              /* copies announced in every page record */
 
   /* Command line reader. */
   char line[COMMAND_LINE_SIZE]; /* current command line */
-  char *keyword;              /* first word of the line */
-  char *value;                /* rest of the line, trimmed; null when none */
+  char *keyword;                /* first word of the line */
+  char *value;                  /* rest of the line, trimmed; null when none */
 
   /* Settings from the stream. */
-  bool colorDevice;           /* COLORDEVICE 1 seen last */
-  int pageCounter;            /* PAGE commands that had a value */
+  bool colorDevice; /* COLORDEVICE 1 seen last */
+  int pageCounter;  /* PAGE commands that had a value */
   /* PAGENAME: at most 41 bytes, padded with zeros; the extra byte is
      always zero, so the name can be used as a C string. */
   char pageName[PRINT_JOB_PAGE_NAME_MAX + 1];
-  uint32_t pageBox[4];        /* first four PAGE numbers */
+  uint32_t pageBox[4]; /* first four PAGE numbers */
   int32_t collate, duplex, tumble;
   uint32_t hwresX, hwresY;
   int32_t orientation;
-  float pageWidth, pageHeight;/* points, from the last valid PAGE */
+  float pageWidth, pageHeight; /* points, from the last valid PAGE */
 
   /* Printer-name payload that follows every record. */
   unsigned char *namePayload;
@@ -49,8 +49,8 @@ struct print_job_s
   /* Page raster: allocated once per job and kept until the process ends
      (or print_job_release()). */
   unsigned char *raster_data;
-  unsigned char *rasterCursor;  /* where the next LINE's bytes go */
-  unsigned char *rasterEnd;     /* raster_data + rasterSize */
+  unsigned char *rasterCursor; /* where the next LINE's bytes go */
+  unsigned char *rasterEnd;    /* raster_data + rasterSize */
   /* The raster is cleared to white lazily: its bytes from rasterClean to
      rasterEnd have not been written yet and stand for white (0xFF).  LINE
      writes there first, so the rows of a full page are written once, not
@@ -60,8 +60,8 @@ struct print_job_s
   unsigned char *rasterClean;
   uint32_t rasterSize;
   uint32_t rasterWidth, rasterHeight, rasterDepth;
-  int32_t bytesPerLine;         /* byte count of the job's first LINE */
-  int32_t nLines;               /* LINEs taken since the last page start */
+  int32_t bytesPerLine; /* byte count of the job's first LINE */
+  int32_t nLines;       /* LINEs taken since the last page start */
   /* Largest raster RASTER may allocate, in bytes; 0 (what print_job_init()
      sets and the backend keeps) means no limit.  In-process runs (fuzzers)
      set it so a RASTER asking for gigabytes is refused exactly like an

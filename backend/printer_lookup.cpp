@@ -89,7 +89,7 @@ const char *getPrinterName(void)
   const char *result;
   static const char *const requested[] = {"printer-name", "printer-info"};
   static const char noResponse[] =
-      "DEBUG: CorvaneBackend.getPrinterName - \"cupsDoRequest FAILED\"\n";
+    "DEBUG: CorvaneBackend.getPrinterName - \"cupsDoRequest FAILED\"\n";
 
   fprintf(stderr, "DEBUG: CorvaneBackend.getPrinterName - getenv(PRINTER): %s\n",
           printer ? printer : "(null)");

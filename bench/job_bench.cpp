@@ -57,7 +57,7 @@ struct JobCase
 {
   const char *name;
   PageSpec spec;
-  int pages;          /* 0: a job without pages */
+  int pages; /* 0: a job without pages */
 };
 
 /* One run of the backend and of the floor. */
@@ -109,7 +109,7 @@ struct SpawnRequest
 
 struct SpawnAnswer
 {
-  int ok;               /* ended with status 0 */
+  int ok; /* ended with status 0 */
   double wall, cpu;
   long peakKb;
 };
@@ -397,7 +397,8 @@ static Summary runCase(Spawner *spawner, const std::string &backend, const std::
 /* The target of a page kind: backend CPU / floor CPU; 0 when none. */
 static double targetOf(PageKind kind)
 {
-  return kind == PAGE_TEXT ? 1.25 : kind == PAGE_PHOTO ? 1.10 : 0;
+  return kind == PAGE_TEXT ? 1.25 : kind == PAGE_PHOTO ? 1.10
+                                                       : 0;
 }
 
 static void printRow(const char *name, const char *kind, const char *pages, double wall,
@@ -503,7 +504,7 @@ int main(int argc, char **argv)
          "wall/page", "cpu/page", "floor/page", "ratio", "med", "target", "peak MiB",
          "raster", "lzf");
   int failures = 0;
-  Summary one;   /* the one-page job of the kind being run, for the 2-10 row */
+  Summary one; /* the one-page job of the kind being run, for the 2-10 row */
   for (const JobCase &c : cases)
   {
     std::string label = std::string(c.name) + " " + pageKindName(c.spec.kind);

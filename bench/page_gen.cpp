@@ -43,16 +43,16 @@ std::vector<unsigned char> makePage(const PageSpec &spec)
 
   if (spec.kind == PAGE_TEXT)
   {
-    uint32_t lineHeight = spec.dpi / 6;          /* 12 pt */
-    uint32_t glyphW = spec.dpi * 2 / 25;         /* ~2 mm */
-    uint32_t glyphH = spec.dpi / 10;             /* ~2.5 mm */
-    uint32_t margin = spec.dpi;                  /* 1 inch */
+    uint32_t lineHeight = spec.dpi / 6;  /* 12 pt */
+    uint32_t glyphW = spec.dpi * 2 / 25; /* ~2 mm */
+    uint32_t glyphH = spec.dpi / 10;     /* ~2.5 mm */
+    uint32_t margin = spec.dpi;          /* 1 inch */
     for (uint32_t top = margin; top + glyphH < spec.height - margin; top += lineHeight)
     {
       uint32_t x = margin;
       while (x + glyphW < spec.width - margin)
       {
-        if (nextRandom(&seed) % 6 == 0)          /* a space between words */
+        if (nextRandom(&seed) % 6 == 0) /* a space between words */
         {
           x += glyphW;
           continue;
@@ -82,11 +82,12 @@ std::vector<unsigned char> makePage(const PageSpec &spec)
       for (uint32_t x = 0; x < spec.width; x++)
         for (uint32_t c = 0; c < spec.depth; c++)
         {
-          uint32_t base = c == 0 ? x * 255u / spec.width
-                        : c == 1 ? y * 255u / spec.height
-                                 : (x + y) * 255u / (spec.width + spec.height);
+          uint32_t base = c == 0   ? x * 255u / spec.width
+                          : c == 1 ? y * 255u / spec.height
+                                   : (x + y) * 255u / (spec.width + spec.height);
           int v = (int)base + (int)(nextRandom(&seed) % 17) - 8;
-          row[(size_t)x * spec.depth + c] = (unsigned char)(v < 0 ? 0 : v > 255 ? 255 : v);
+          row[(size_t)x * spec.depth + c] = (unsigned char)(v < 0 ? 0 : v > 255 ? 255
+                                                                                : v);
         }
     }
   }

@@ -12,17 +12,17 @@
 
 enum PageKind
 {
-  PAGE_BLANK,   /* every byte 0xFF */
-  PAGE_TEXT,    /* white with sparse glyph-sized dark marks in text lines */
-  PAGE_PHOTO    /* noisy colour gradients */
+  PAGE_BLANK, /* every byte 0xFF */
+  PAGE_TEXT,  /* white with sparse glyph-sized dark marks in text lines */
+  PAGE_PHOTO  /* noisy colour gradients */
 };
 
 struct PageSpec
 {
   PageKind kind;
-  uint32_t width;       /* pixels */
-  uint32_t height;      /* rows */
-  uint32_t depth;       /* bytes per pixel: 1 or 3 */
+  uint32_t width;  /* pixels */
+  uint32_t height; /* rows */
+  uint32_t depth;  /* bytes per pixel: 1 or 3 */
   uint32_t dpi;
 };
 

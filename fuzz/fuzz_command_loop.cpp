@@ -310,8 +310,8 @@ static void checkBitmapBlock(const JobFacts &job, const std::vector<rc_record> &
 struct FragmentSeen
 {
   uint32_t compressed, uncompressed;
-  uint32_t number;          /* 1 for a page's first fragment */
-  uint64_t pageBytes;       /* uncompressed bytes of all of its page's fragments */
+  uint32_t number;    /* 1 for a page's first fragment */
+  uint64_t pageBytes; /* uncompressed bytes of all of its page's fragments */
 };
 
 struct RecordsSeen
@@ -326,7 +326,12 @@ struct RecordsSeen
 static void checkRecords(const JobFacts &job, const std::vector<unsigned char> &bytes,
                          RecordsSeen *seen)
 {
-  enum { OUTSIDE, IN_BITMAP, AFTER_BITMAP_END } state = OUTSIDE;
+  enum
+  {
+    OUTSIDE,
+    IN_BITMAP,
+    AFTER_BITMAP_END
+  } state = OUTSIDE;
   rc_decoder dec;
   size_t offset = 0;
   rc_record blockStart;
@@ -351,7 +356,7 @@ static void checkRecords(const JobFacts &job, const std::vector<unsigned char> &
     if (state != OUTSIDE)
     {
       FUZZ_CHECK_MSG(rec.nameLen == blockStart.nameLen &&
-                     (rec.nameLen == 0 || memcmp(rec.payload, blockStart.payload, rec.nameLen) == 0),
+                       (rec.nameLen == 0 || memcmp(rec.payload, blockStart.payload, rec.nameLen) == 0),
                      "the payload changed inside a bitmap");
     }
 
@@ -453,14 +458,16 @@ static void checkLog(const char *log, size_t size, const RecordsSeen &seen, uint
     else if (whole(sscanf(text.c_str(), "DEBUG: \"CorvaneBackend - PAGE %d sent\"%n", &a, &end), 1))
       pageEnds++;
     else if ((end = -1, whole(sscanf(text.c_str(), "DEBUG: \"CorvaneBackend - lzf_compress: %d sendLength: %d\"%n",
-                                     &a, &b, &end), 2)))
+                                     &a, &b, &end),
+                              2)))
     {
       FUZZ_CHECK_MSG(compressLines < seen.fragments.size(), "more compressed fragments logged than sent");
       const FragmentSeen &f = seen.fragments[compressLines++];
       FUZZ_CHECK_MSG((uint32_t)a == f.compressed && (uint32_t)b == f.uncompressed, text.c_str());
     }
     else if ((end = -1, whole(sscanf(text.c_str(), "DEBUG: \"CorvaneBackend - %d/%d RCPACKET_PRN_BITMAP_FRAGMENT sent\"%n",
-                                     &a, &b, &end), 2)))
+                                     &a, &b, &end),
+                              2)))
     {
       FUZZ_CHECK_MSG(sentLines < seen.fragments.size(), "more fragments logged than sent");
       const FragmentSeen &f = seen.fragments[sentLines++];

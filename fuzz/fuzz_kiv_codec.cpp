@@ -28,14 +28,17 @@
 static const unsigned int kAll = 0xFFFFFFFFu;
 static const char kHex[] = "0123456789ABCDEF";
 
-typedef std::vector<uint32_t> Text;   /* a source as element values */
+typedef std::vector<uint32_t> Text; /* a source as element values */
 
 static int hexValue(uint32_t c)
 {
   c &= 0xFF;
-  if (c >= '0' && c <= '9') return (int)(c - '0');
-  if (c >= 'A' && c <= 'F') return (int)(c - 'A' + 10);
-  if (c >= 'a' && c <= 'f') return (int)(c - 'a' + 10);
+  if (c >= '0' && c <= '9')
+    return (int)(c - '0');
+  if (c >= 'A' && c <= 'F')
+    return (int)(c - 'A' + 10);
+  if (c >= 'a' && c <= 'f')
+    return (int)(c - 'a' + 10);
   return 0;
 }
 
@@ -56,14 +59,16 @@ static std::string utf8Of(uint32_t u)
 
 /* ---- sources in both element types ---- */
 
-template <typename C> struct Source
+template <typename C>
+struct Source
 {
-  std::vector<C> elements;   /* the text and a terminating zero */
-  unsigned int count;        /* what is passed: explicit, or -1 */
-  size_t length;             /* the elements that take part */
-  C *exact;                  /* explicit count: a copy of exactly length elements */
+  std::vector<C> elements; /* the text and a terminating zero */
+  unsigned int count;      /* what is passed: explicit, or -1 */
+  size_t length;           /* the elements that take part */
+  C *exact;                /* explicit count: a copy of exactly length elements */
 
-  Source(const Text &t, bool all) : exact(NULL)
+  Source(const Text &t, bool all)
+      : exact(NULL)
   {
     for (uint32_t v : t)
       elements.push_back((C)v);
@@ -93,7 +98,8 @@ template <typename C> struct Source
   uint32_t at(size_t i) const { return (uint32_t)elements[i]; }
 };
 
-template <typename C> static Items<C> itemsOf(const Items<uint32_t> &ref)
+template <typename C>
+static Items<C> itemsOf(const Items<uint32_t> &ref)
 {
   Items<C> items;
   size_t start = 0;
@@ -108,11 +114,15 @@ template <typename C> static Items<C> itemsOf(const Items<uint32_t> &ref)
   return items;
 }
 
-static void addText(Items<uint32_t> *items, const char *s) { items->addText(s); }
+static void addText(Items<uint32_t> *items, const char *s)
+{
+  items->addText(s);
+}
 
 /* ---- URL ---- */
 
-template <typename S> static Items<uint32_t> refEncodeURL(const Source<S> &src)
+template <typename S>
+static Items<uint32_t> refEncodeURL(const Source<S> &src)
 {
   Items<uint32_t> items;
   for (size_t i = 0; i < src.length; i++)
@@ -133,7 +143,8 @@ template <typename S> static Items<uint32_t> refEncodeURL(const Source<S> &src)
 }
 
 /* The decoded bytes of a URL-encoded source of byte values. */
-template <typename S> static std::string refDecodeURLBytes(const Source<S> &src)
+template <typename S>
+static std::string refDecodeURLBytes(const Source<S> &src)
 {
   std::string out;
   for (size_t i = 0; i < src.length;)
@@ -175,25 +186,26 @@ static Items<uint32_t> codePoints(const std::string &bytes)
   return items;
 }
 
-template <typename D, typename S> static void url(const Text &t, bool all, size_t cap, bool exact)
+template <typename D, typename S>
+static void url(const Text &t, bool all, size_t cap, bool exact)
 {
   Source<S> src(t, all);
   Items<D> enc = itemsOf<D>(refEncodeURL(src));
   std::vector<D> encoded = checkWriter<D>(
-      [&](D *d, unsigned int c) { return KivStrEncodeURL(d, c, src.data(), src.count); }, cap, CUT_ITEMS, &enc);
+    [&](D *d, unsigned int c) { return KivStrEncodeURL(d, c, src.data(), src.count); }, cap, CUT_ITEMS, &enc);
 
   /* Decoding the encoded text gives the source back (as bytes, or as the
      code points of a wide source). */
   Source<D> back(Text(encoded.begin(), encoded.end()), false);
   std::vector<S> decoded = checkWriter<S>(
-      [&](S *d, unsigned int c) { return KivStrDecodeURL(d, c, back.data(), back.count); }, cap, CUT_UNITS,
-      NULL);
+    [&](S *d, unsigned int c) { return KivStrDecodeURL(d, c, back.data(), back.count); }, cap, CUT_UNITS,
+    NULL);
   bool sameValues = true;
   for (size_t i = 0; i < src.length; i++)
     sameValues = sameValues && (sizeof(S) == 1 || (int32_t)src.at(i) >= 0);
   if (sameValues)
     FUZZ_CHECK_MSG(decoded.size() == src.length &&
-                   std::equal(decoded.begin(), decoded.end(), src.elements.begin()),
+                     std::equal(decoded.begin(), decoded.end(), src.elements.begin()),
                    "URL round trip changed the text");
 
   /* Decoding the source itself. */
@@ -210,7 +222,8 @@ template <typename D, typename S> static void url(const Text &t, bool all, size_
 }
 
 /* One-unit helpers of URL coding. */
-template <typename C> static void urlChars(FuzzInput &in)
+template <typename C>
+static void urlChars(FuzzInput &in)
 {
   char c = (char)in.u8();
   unsigned int room = (unsigned int)in.upTo(4);
@@ -241,23 +254,31 @@ template <typename C> static void urlChars(FuzzInput &in)
 
 /* ---- XML and HTML ---- */
 
-template <typename C> static Items<uint32_t> refEncodeMarkup(const Source<C> &src, bool xml)
+template <typename C>
+static Items<uint32_t> refEncodeMarkup(const Source<C> &src, bool xml)
 {
   Items<uint32_t> items;
   for (size_t i = 0; i < src.length; i++)
   {
     uint32_t c = src.at(i);
-    if (c == '"') addText(&items, "&quot;");
-    else if (c == '&') addText(&items, "&amp;");
-    else if (c == '\'' && xml) addText(&items, "&apos;");
-    else if (c == '<') addText(&items, "&lt;");
-    else if (c == '>') addText(&items, "&gt;");
-    else items.add(c);
+    if (c == '"')
+      addText(&items, "&quot;");
+    else if (c == '&')
+      addText(&items, "&amp;");
+    else if (c == '\'' && xml)
+      addText(&items, "&apos;");
+    else if (c == '<')
+      addText(&items, "&lt;");
+    else if (c == '>')
+      addText(&items, "&gt;");
+    else
+      items.add(c);
   }
   return items;
 }
 
-template <typename C> static bool matches(const Source<C> &src, size_t i, const char *name)
+template <typename C>
+static bool matches(const Source<C> &src, size_t i, const char *name)
 {
   size_t n = strlen(name);
   if (src.length - i < n)
@@ -268,11 +289,16 @@ template <typename C> static bool matches(const Source<C> &src, size_t i, const 
   return true;
 }
 
-template <typename C> static Items<uint32_t> refDecodeMarkup(const Source<C> &src, bool xml)
+template <typename C>
+static Items<uint32_t> refDecodeMarkup(const Source<C> &src, bool xml)
 {
-  static const struct { const char *name; char c; bool xmlOnly; } entities[] = {
-      {"&lt;", '<', false}, {"&gt;", '>', false}, {"&amp;", '&', false},
-      {"&apos;", '\'', true}, {"&quot;", '"', false}};
+  static const struct
+  {
+    const char *name;
+    char c;
+    bool xmlOnly;
+  } entities[] = {
+    {"&lt;", '<', false}, {"&gt;", '>', false}, {"&amp;", '&', false}, {"&apos;", '\'', true}, {"&quot;", '"', false}};
   Items<uint32_t> items;
   for (size_t i = 0; i < src.length;)
   {
@@ -292,37 +318,39 @@ template <typename C> static Items<uint32_t> refDecodeMarkup(const Source<C> &sr
   return items;
 }
 
-template <typename C> static void markup(const Text &t, bool all, size_t cap, bool xml)
+template <typename C>
+static void markup(const Text &t, bool all, size_t cap, bool xml)
 {
   Source<C> src(t, all);
   Items<C> enc = itemsOf<C>(refEncodeMarkup(src, xml));
   std::vector<C> encoded = checkWriter<C>(
-      [&](C *d, unsigned int c) {
-        return xml ? KivStrEncodeXML(d, c, src.data(), src.count) : KivStrEncodeHTML(d, c, src.data(), src.count);
-      },
-      cap, CUT_ITEMS, &enc);
+    [&](C *d, unsigned int c) {
+      return xml ? KivStrEncodeXML(d, c, src.data(), src.count) : KivStrEncodeHTML(d, c, src.data(), src.count);
+    },
+    cap, CUT_ITEMS, &enc);
 
   Source<C> back(Text(encoded.begin(), encoded.end()), false);
   std::vector<C> decoded = checkWriter<C>(
-      [&](C *d, unsigned int c) {
-        return xml ? KivStrDecodeXML(d, c, back.data(), back.count) : KivStrDecodeHTML(d, c, back.data(), back.count);
-      },
-      cap, CUT_UNITS, NULL);
+    [&](C *d, unsigned int c) {
+      return xml ? KivStrDecodeXML(d, c, back.data(), back.count) : KivStrDecodeHTML(d, c, back.data(), back.count);
+    },
+    cap, CUT_UNITS, NULL);
   FUZZ_CHECK_MSG(decoded.size() == src.length &&
-                 std::equal(decoded.begin(), decoded.end(), src.elements.begin()),
+                   std::equal(decoded.begin(), decoded.end(), src.elements.begin()),
                  "entity round trip changed the text");
 
   Items<C> dec = itemsOf<C>(refDecodeMarkup(src, xml));
   checkWriter<C>(
-      [&](C *d, unsigned int c) {
-        return xml ? KivStrDecodeXML(d, c, src.data(), src.count) : KivStrDecodeHTML(d, c, src.data(), src.count);
-      },
-      cap, CUT_UNITS, &dec);
+    [&](C *d, unsigned int c) {
+      return xml ? KivStrDecodeXML(d, c, src.data(), src.count) : KivStrDecodeHTML(d, c, src.data(), src.count);
+    },
+    cap, CUT_UNITS, &dec);
 }
 
 /* ---- C escapes ---- */
 
-template <typename C> static Items<uint32_t> refEncodeCPP(const Source<C> &src)
+template <typename C>
+static Items<uint32_t> refEncodeCPP(const Source<C> &src)
 {
   Items<uint32_t> items;
   for (size_t i = 0; i < src.length; i++)
@@ -351,7 +379,8 @@ template <typename C> static Items<uint32_t> refEncodeCPP(const Source<C> &src)
   return items;
 }
 
-template <typename C> static Items<uint32_t> refDecodeCPP(const Source<C> &src)
+template <typename C>
+static Items<uint32_t> refDecodeCPP(const Source<C> &src)
 {
   Items<uint32_t> items;
   for (size_t i = 0; i < src.length;)
@@ -390,18 +419,19 @@ template <typename C> static Items<uint32_t> refDecodeCPP(const Source<C> &src)
   return items;
 }
 
-template <typename C> static void cpp(const Text &t, bool all, size_t cap, bool exact)
+template <typename C>
+static void cpp(const Text &t, bool all, size_t cap, bool exact)
 {
   Source<C> src(t, all);
   Items<C> enc = itemsOf<C>(refEncodeCPP(src));
   std::vector<C> encoded = checkWriter<C>(
-      [&](C *d, unsigned int c) { return KivStrEncodeCPP(d, c, src.data(), src.count); }, cap, CUT_ITEMS, &enc);
+    [&](C *d, unsigned int c) { return KivStrEncodeCPP(d, c, src.data(), src.count); }, cap, CUT_ITEMS, &enc);
 
   Source<C> back(Text(encoded.begin(), encoded.end()), false);
   std::vector<C> decoded = checkWriter<C>(
-      [&](C *d, unsigned int c) { return KivStrDecodeCPP(d, c, back.data(), back.count); }, cap, CUT_UNITS, NULL);
+    [&](C *d, unsigned int c) { return KivStrDecodeCPP(d, c, back.data(), back.count); }, cap, CUT_UNITS, NULL);
   FUZZ_CHECK_MSG(decoded.size() == src.length &&
-                 std::equal(decoded.begin(), decoded.end(), src.elements.begin()),
+                   std::equal(decoded.begin(), decoded.end(), src.elements.begin()),
                  "C escape round trip changed the text");
 
   Items<C> dec = itemsOf<C>(refDecodeCPP(src));
@@ -411,13 +441,14 @@ template <typename C> static void cpp(const Text &t, bool all, size_t cap, bool 
 
 /* ---- hexadecimal ---- */
 
-template <typename C> static void hex(const std::string &bytes, bool all, size_t cap)
+template <typename C>
+static void hex(const std::string &bytes, bool all, size_t cap)
 {
   std::vector<unsigned char> src(bytes.begin(), bytes.end());
   src.push_back(0);
   unsigned int count = all ? kAll : (unsigned int)bytes.size();
   size_t n = all ? strlen((const char *)src.data()) : bytes.size();
-  ExactBuffer<unsigned char> copy(all ? 0 : n);   /* an explicit count: exactly n bytes */
+  ExactBuffer<unsigned char> copy(all ? 0 : n); /* an explicit count: exactly n bytes */
   if (!all && n)
     memcpy(copy.p, src.data(), n);
   const unsigned char *sp = all || n == 0 ? src.data() : copy.p;
@@ -466,7 +497,8 @@ template <typename C> static void hex(const std::string &bytes, bool all, size_t
 }
 
 /* Decoding arbitrary digits (wide digits are read by their low byte). */
-template <typename C> static void unhex(const Text &t, bool all, size_t cap)
+template <typename C>
+static void unhex(const Text &t, bool all, size_t cap)
 {
   Source<C> src(t, all);
   std::vector<unsigned char> want;
@@ -511,7 +543,8 @@ static Items<uint32_t> refEncode64(const unsigned char *p, size_t n, bool lineBr
   return items;
 }
 
-template <typename C> static std::vector<unsigned char> refDecode64(const Source<C> &src)
+template <typename C>
+static std::vector<unsigned char> refDecode64(const Source<C> &src)
 {
   std::vector<unsigned char> out;
   size_t i = 0;
@@ -551,8 +584,9 @@ template <typename C> static std::vector<unsigned char> refDecode64(const Source
   return out;
 }
 
-template <typename C> static void checkDecode64(const Source<C> &src, size_t cap,
-                                                const std::vector<unsigned char> &want)
+template <typename C>
+static void checkDecode64(const Source<C> &src, size_t cap,
+                          const std::vector<unsigned char> &want)
 {
   ExactBuffer<unsigned char> exact(cap);
   GuardedBuffer<unsigned char> g(cap, 0xA5);
@@ -566,27 +600,29 @@ template <typename C> static void checkDecode64(const Source<C> &src, size_t cap
   FUZZ_CHECK(KivStrUUDecode(NULL, 0, src.data(), src.count) == r);
 }
 
-template <typename C> static void base64(const std::string &bytes, bool all, size_t cap, bool lineBreaks)
+template <typename C>
+static void base64(const std::string &bytes, bool all, size_t cap, bool lineBreaks)
 {
   std::vector<unsigned char> src(bytes.begin(), bytes.end());
   src.push_back(0);
   unsigned int count = all ? kAll : (unsigned int)bytes.size();
   size_t n = all ? strlen((const char *)src.data()) : bytes.size();
-  ExactBuffer<unsigned char> copy(all ? 0 : n);   /* an explicit count: exactly n bytes */
+  ExactBuffer<unsigned char> copy(all ? 0 : n); /* an explicit count: exactly n bytes */
   if (!all && n)
     memcpy(copy.p, src.data(), n);
   const unsigned char *sp = all || n == 0 ? src.data() : copy.p;
   Items<C> enc = itemsOf<C>(refEncode64(src.data(), n, lineBreaks));
   std::vector<C> encoded = checkWriter<C>(
-      [&](C *d, unsigned int c) { return KivStrUUEncode(d, c, sp, count, lineBreaks); }, cap, CUT_ITEMS,
-      &enc);
+    [&](C *d, unsigned int c) { return KivStrUUEncode(d, c, sp, count, lineBreaks); }, cap, CUT_ITEMS,
+    &enc);
 
   Source<C> back(Text(encoded.begin(), encoded.end()), false);
   checkDecode64(back, cap, std::vector<unsigned char>(src.begin(), src.begin() + (ptrdiff_t)n));
   checkDecode64(back, n, std::vector<unsigned char>(src.begin(), src.begin() + (ptrdiff_t)n));
 }
 
-template <typename C> static void unbase64(const Text &t, bool all, size_t cap)
+template <typename C>
+static void unbase64(const Text &t, bool all, size_t cap)
 {
   Source<C> src(t, all);
   checkDecode64(src, cap, refDecode64(src));
@@ -594,7 +630,8 @@ template <typename C> static void unbase64(const Text &t, bool all, size_t cap)
 
 /* ---- tokenizer ---- */
 
-template <typename C> static void tokenize(const Text &t, const Text &delims, bool nullDelims)
+template <typename C>
+static void tokenize(const Text &t, const Text &delims, bool nullDelims)
 {
   Source<C> s(t, true);
   Source<C> d(delims, true);

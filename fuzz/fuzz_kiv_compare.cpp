@@ -34,12 +34,14 @@ static const unsigned int kNotFound = 0xFFFFFFFFu;
 /* ---- strings ---- */
 
 /* A string in an exactly-sized block: its elements, then a terminator. */
-template <typename C> struct Str
+template <typename C>
+struct Str
 {
   C *p;
-  size_t n;    /* elements before the final terminator (zeros may be among them) */
+  size_t n; /* elements before the final terminator (zeros may be among them) */
 
-  explicit Str(const std::vector<C> &v) : p((C *)malloc((v.size() + 1) * sizeof(C))), n(v.size())
+  explicit Str(const std::vector<C> &v)
+      : p((C *)malloc((v.size() + 1) * sizeof(C))), n(v.size())
   {
     if (n)
       memcpy(p, v.data(), n * sizeof(C));
@@ -57,10 +59,12 @@ template <typename C> struct Str
    without a terminator: for functions that are given the length and must
    read nothing beyond it.  (Narrow functions that step by character may
    look at the terminator, so they get the terminated string instead.) */
-template <typename C> struct Bare
+template <typename C>
+struct Bare
 {
   C *p;
-  explicit Bare(const Str<C> &s, size_t n) : p((C *)malloc(n ? n * sizeof(C) : 1))
+  explicit Bare(const Str<C> &s, size_t n)
+      : p((C *)malloc(n ? n * sizeof(C) : 1))
   {
     if (n)
       memcpy(p, s.p, n * sizeof(C));
@@ -70,7 +74,8 @@ template <typename C> struct Bare
   Bare &operator=(const Bare &) = delete;
 };
 
-template <typename C> static const C *forStepping(const Str<C> &s, const Bare<C> &bare)
+template <typename C>
+static const C *forStepping(const Str<C> &s, const Bare<C> &bare)
 {
   return sizeof(C) == 1 ? s.p : bare.p;
 }
@@ -86,18 +91,38 @@ static size_t step(const char *s)
   int n = mblen(s, MB_CUR_MAX);
   return n < 1 ? 1 : (size_t)n;
 }
-static size_t step(const wchar_t *) { return 1; }
+static size_t step(const wchar_t *)
+{
+  return 1;
+}
 
 /* The folded value of an element: a sign-extended byte or a code point. */
-static int64_t fold(char c) { return (int32_t)towlower((wint_t)(int32_t)(signed char)c); }
-static int64_t fold(wchar_t c) { return (int32_t)towlower((wint_t)c); }
+static int64_t fold(char c)
+{
+  return (int32_t)towlower((wint_t)(int32_t)(signed char)c);
+}
+static int64_t fold(wchar_t c)
+{
+  return (int32_t)towlower((wint_t)c);
+}
 
-static int clampInt(int64_t d) { return d > INT_MAX ? INT_MAX : d < INT_MIN ? INT_MIN : (int)d; }
+static int clampInt(int64_t d)
+{
+  return d > INT_MAX ? INT_MAX : d < INT_MIN ? INT_MIN
+                                             : (int)d;
+}
 
-static int64_t raw(char c) { return (signed char)c; }
-static int64_t raw(wchar_t c) { return (int32_t)c; }
+static int64_t raw(char c)
+{
+  return (signed char)c;
+}
+static int64_t raw(wchar_t c)
+{
+  return (int32_t)c;
+}
 
-template <typename C> static int refICmpLE(const C *a, size_t la, const C *b, size_t lb)
+template <typename C>
+static int refICmpLE(const C *a, size_t la, const C *b, size_t lb)
 {
   if (la == 0)
     return lb == 0 ? 0 : -1;
@@ -115,13 +140,15 @@ template <typename C> static int refICmpLE(const C *a, size_t la, const C *b, si
   return (int)((unsigned int)la - (unsigned int)lb);
 }
 
-template <typename C> static int refCmpLE(const C *a, size_t la, const C *b, size_t lb)
+template <typename C>
+static int refCmpLE(const C *a, size_t la, const C *b, size_t lb)
 {
   size_t n = la < lb ? la : lb;
   for (size_t i = 0; i < n; i++)
     if (a[i] != b[i])
       return clampInt(raw(a[i]) - raw(b[i]));
-  return la == lb ? 0 : la > lb ? 1 : -1;
+  return la == lb ? 0 : la > lb ? 1
+                                : -1;
 }
 
 /* Narrow case-insensitive equality and order, character by character. */
@@ -158,7 +185,8 @@ static int refWideICmp(const wchar_t *a, const wchar_t *b, bool equality)
     {
       if (equality)
         return !*a && !*b;
-      return !*a && !*b ? 0 : !*a ? 1 : -1;
+      return !*a && !*b ? 0 : !*a ? 1
+                                  : -1;
     }
     int64_t d = fold(*a) - fold(*b);
     if (d)
@@ -166,10 +194,17 @@ static int refWideICmp(const wchar_t *a, const wchar_t *b, bool equality)
   }
 }
 
-static int refICmp(const char *a, const char *b, bool eq) { return refNarrowICmp(a ? a : "", b ? b : "", eq); }
-static int refICmp(const wchar_t *a, const wchar_t *b, bool eq) { return refWideICmp(a ? a : L"", b ? b : L"", eq); }
+static int refICmp(const char *a, const char *b, bool eq)
+{
+  return refNarrowICmp(a ? a : "", b ? b : "", eq);
+}
+static int refICmp(const wchar_t *a, const wchar_t *b, bool eq)
+{
+  return refWideICmp(a ? a : L"", b ? b : L"", eq);
+}
 
-template <typename C> static size_t slen(const C *s)
+template <typename C>
+static size_t slen(const C *s)
 {
   size_t n = 0;
   if (s)
@@ -178,11 +213,16 @@ template <typename C> static size_t slen(const C *s)
   return n;
 }
 
-static int sign(int v) { return v > 0 ? 1 : v < 0 ? -1 : 0; }
+static int sign(int v)
+{
+  return v > 0 ? 1 : v < 0 ? -1
+                           : 0;
+}
 
 /* ---- families ---- */
 
-template <typename C> static void equality(const Str<C> &a, const Str<C> &b, unsigned int n)
+template <typename C>
+static void equality(const Str<C> &a, const Str<C> &b, unsigned int n)
 {
   size_t la = a.len(), lb = b.len();
 
@@ -196,8 +236,13 @@ template <typename C> static void equality(const Str<C> &a, const Str<C> &b, uns
   bool eqn = true;
   for (size_t i = 0; i < n; i++)
   {
-    if (a.p[i] != b.p[i]) { eqn = false; break; }
-    if (!a.p[i]) break;
+    if (a.p[i] != b.p[i])
+    {
+      eqn = false;
+      break;
+    }
+    if (!a.p[i])
+      break;
   }
   FUZZ_CHECK(KivStrEqN(a.p, b.p, n) == (eqn ? 1 : 0));
   FUZZ_CHECK(KivStrEqN((const C *)NULL, b.p, n) == (lb == 0));
@@ -225,24 +270,33 @@ template <typename C> static void equality(const Str<C> &a, const Str<C> &b, uns
   FUZZ_CHECK(KivStrIEqN(a.p, b.p, n) == (ieqn ? 1 : 0));
 
   FUZZ_CHECK(sign(KivStrCmp(a.p, b.p)) == sign(sizeof(C) == 1 ? strcmp((const char *)a.p, (const char *)b.p)
-                                                                : wcscmp((const wchar_t *)a.p, (const wchar_t *)b.p)));
+                                                              : wcscmp((const wchar_t *)a.p, (const wchar_t *)b.p)));
 }
 
-template <typename C> static void search(const Str<C> &h, const Str<C> &nd, FuzzInput &in)
+template <typename C>
+static void search(const Str<C> &h, const Str<C> &nd, FuzzInput &in)
 {
   size_t lh = h.len(), ln = nd.len();
 
   /* Exact search, terminated strings and explicit lengths. */
   size_t want = kNotFound;
   for (size_t i = 0; i + ln <= lh; i++)
-    if (memcmp(h.p + i, nd.p, ln * sizeof(C)) == 0) { want = i; break; }
+    if (memcmp(h.p + i, nd.p, ln * sizeof(C)) == 0)
+    {
+      want = i;
+      break;
+    }
   FUZZ_CHECK(KivStrPos(h.p, nd.p) == (unsigned int)want);
   FUZZ_CHECK(KivStrHas(h.p, nd.p) == (want != kNotFound));
 
   size_t eh = h.n, en = in.upTo(nd.n);
   want = en == 0 ? 0 : kNotFound;
   for (size_t i = 0; en && i + en <= eh; i++)
-    if (memcmp(h.p + i, nd.p, en * sizeof(C)) == 0) { want = i; break; }
+    if (memcmp(h.p + i, nd.p, en * sizeof(C)) == 0)
+    {
+      want = i;
+      break;
+    }
   Bare<C> bh(h, eh), bn(nd, en);
   FUZZ_CHECK(KivStrPosLE(bh.p, (unsigned int)eh, bn.p, (unsigned int)en) == (unsigned int)want);
   FUZZ_CHECK(TKivStrPosLE<C>(bh.p, (unsigned int)eh, bn.p, (unsigned int)en) == (unsigned int)want);
@@ -278,7 +332,11 @@ template <typename C> static void search(const Str<C> &h, const Str<C> &nd, Fuzz
     fw = lh;
   else
     for (size_t i = 0; i < lh; i++)
-      if (h.p[i] == c) { fw = i; break; }
+      if (h.p[i] == c)
+      {
+        fw = i;
+        break;
+      }
   FUZZ_CHECK(KivStrFind(h.p, c) == (unsigned int)fw);
   FUZZ_CHECK(KivStrFind((const C *)NULL, c) == kNotFound);
 
@@ -290,9 +348,11 @@ template <typename C> static void search(const Str<C> &h, const Str<C> &nd, Fuzz
   };
   size_t fc = kNotFound, fx = kNotFound;
   for (size_t i = 0; i < lh && fc == kNotFound; i++)
-    if (inSet(h.p[i])) fc = i;
+    if (inSet(h.p[i]))
+      fc = i;
   for (size_t i = 0; i < lh && fx == kNotFound; i++)
-    if (!inSet(h.p[i])) fx = i;
+    if (!inSet(h.p[i]))
+      fx = i;
   FUZZ_CHECK(KivStrFindChars(h.p, nd.p) == (unsigned int)fc);
   FUZZ_CHECK(KivStrFindXChars(h.p, nd.p) == (unsigned int)fx);
   FUZZ_CHECK(KivStrFindChars((const C *)NULL, nd.p) == kNotFound && KivStrFindChars(h.p, (const C *)NULL) == kNotFound);
@@ -305,7 +365,11 @@ template <typename C> static void search(const Str<C> &h, const Str<C> &nd, Fuzz
   size_t start = fromEnd ? lh : from;
   size_t rw = kNotFound;
   for (size_t i = start + 1; i-- > 0;)
-    if (h.p[i] == c) { rw = i; break; }
+    if (h.p[i] == c)
+    {
+      rw = i;
+      break;
+    }
   FUZZ_CHECK(KivStrRFind(h.p, c, f) == (unsigned int)rw);
   FUZZ_CHECK(KivStrRFind((const C *)NULL, c, f) == kNotFound);
 
@@ -316,8 +380,10 @@ template <typename C> static void search(const Str<C> &h, const Str<C> &nd, Fuzz
     size_t rc = kNotFound, rx = kNotFound;
     for (size_t i = from2 + 1; i-- > 0;)
     {
-      if (rc == kNotFound && inSet(h.p[i])) rc = i;
-      if (rx == kNotFound && !inSet(h.p[i])) rx = i;
+      if (rc == kNotFound && inSet(h.p[i]))
+        rc = i;
+      if (rx == kNotFound && !inSet(h.p[i]))
+        rx = i;
     }
     FUZZ_CHECK(KivStrRFindChars(h.p, nd.p, f2) == (unsigned int)rc);
     FUZZ_CHECK(KivStrRFindXChars(h.p, nd.p, f2) == (unsigned int)rx);
@@ -332,7 +398,8 @@ template <typename C> static void search(const Str<C> &h, const Str<C> &nd, Fuzz
 }
 
 /* The k-th string of a packed list, in a block of exactly size elements. */
-template <typename C> static void packedList(const std::vector<C> &v, unsigned int k)
+template <typename C>
+static void packedList(const std::vector<C> &v, unsigned int k)
 {
   ExactBuffer<C> list(v.size());
   if (v.size())
@@ -350,10 +417,22 @@ template <typename C> static void packedList(const std::vector<C> &v, unsigned i
     bool found = false;
     if (!(p > size || size == 0))
       for (; z < look; z++)
-        if (base[p + z] == 0) { found = true; break; }
-    if (!found) { want = kNotFound; break; }
+        if (base[p + z] == 0)
+        {
+          found = true;
+          break;
+        }
+    if (!found)
+    {
+      want = kNotFound;
+      break;
+    }
     p += z + 1;
-    if (p >= size) { want = kNotFound; break; }
+    if (p >= size)
+    {
+      want = kNotFound;
+      break;
+    }
   }
   if (want != kNotFound)
     want = (unsigned int)p;
@@ -361,7 +440,8 @@ template <typename C> static void packedList(const std::vector<C> &v, unsigned i
   FUZZ_CHECK(KivStrFindStringK((const C *)NULL, (unsigned int)size, k) == kNotFound);
 }
 
-template <typename C> static void affixes(const Str<C> &s, const Str<C> &x, FuzzInput &in)
+template <typename C>
+static void affixes(const Str<C> &s, const Str<C> &x, FuzzInput &in)
 {
   size_t ls = s.len(), lx = x.len();
 
@@ -391,7 +471,8 @@ template <typename C> static void affixes(const Str<C> &s, const Str<C> &x, Fuzz
 
 /* ---- wildcards ---- */
 
-template <typename C> struct WildRef
+template <typename C>
+struct WildRef
 {
   const C *str, *pat;
   size_t strEnd, patEnd;
@@ -441,7 +522,8 @@ template <typename C> struct WildRef
   }
 };
 
-template <typename C> static void wildcard(const Str<C> &s, const Str<C> &p, FuzzInput &in)
+template <typename C>
+static void wildcard(const Str<C> &s, const Str<C> &p, FuzzInput &in)
 {
   bool explicitS = in.u8() & 1, explicitP = in.u8() & 1;
   size_t ls = explicitS ? s.n : s.len(), lp = explicitP ? p.n : p.len();

@@ -41,11 +41,31 @@ static std::string refEncodeChar(uint32_t u)
 
   if (v <= 127)
     return std::string(1, (char)(u & 0xFF));
-  if (v <= 0x7FF) { n = 2; lead = 0xC0; }
-  else if (v <= 0xFFFF) { n = 3; lead = 0xE0; }
-  else if (v <= 0x1FFFFF) { n = 4; lead = 0xF0; }
-  else if (v <= 0x3FFFFFF) { n = 5; lead = 0xF8; }
-  else { n = 6; lead = 0xFC; }
+  if (v <= 0x7FF)
+  {
+    n = 2;
+    lead = 0xC0;
+  }
+  else if (v <= 0xFFFF)
+  {
+    n = 3;
+    lead = 0xE0;
+  }
+  else if (v <= 0x1FFFFF)
+  {
+    n = 4;
+    lead = 0xF0;
+  }
+  else if (v <= 0x3FFFFFF)
+  {
+    n = 5;
+    lead = 0xF8;
+  }
+  else
+  {
+    n = 6;
+    lead = 0xFC;
+  }
   s.push_back((char)(lead | (u >> (6 * (n - 1)))));
   for (int i = n - 2; i >= 0; i--)
     s.push_back((char)(0x80 | ((u >> (6 * i)) & 0x3F)));
@@ -59,17 +79,53 @@ static unsigned int refDecodeChar(const unsigned char *s, size_t available, uint
   unsigned int n;
   uint32_t v;
 
-  if (b < 0x80) { *value = b; return 1; }
-  if ((b & 0xE0) == 0xC0) { n = 2; v = b & 0x1F; }
-  else if ((b & 0xF0) == 0xE0) { n = 3; v = b & 0x0F; }
-  else if ((b & 0xF8) == 0xF0) { n = 4; v = b & 0x07; }
-  else if ((b & 0xFC) == 0xF8) { n = 5; v = b & 0x03; }
-  else if ((b & 0xFE) == 0xFC) { n = 6; v = b & 0x01; }
-  else { *value = '?'; return 1; }
-  if (available < n) { *value = '?'; return 1; }
+  if (b < 0x80)
+  {
+    *value = b;
+    return 1;
+  }
+  if ((b & 0xE0) == 0xC0)
+  {
+    n = 2;
+    v = b & 0x1F;
+  }
+  else if ((b & 0xF0) == 0xE0)
+  {
+    n = 3;
+    v = b & 0x0F;
+  }
+  else if ((b & 0xF8) == 0xF0)
+  {
+    n = 4;
+    v = b & 0x07;
+  }
+  else if ((b & 0xFC) == 0xF8)
+  {
+    n = 5;
+    v = b & 0x03;
+  }
+  else if ((b & 0xFE) == 0xFC)
+  {
+    n = 6;
+    v = b & 0x01;
+  }
+  else
+  {
+    *value = '?';
+    return 1;
+  }
+  if (available < n)
+  {
+    *value = '?';
+    return 1;
+  }
   for (unsigned int i = 1; i < n; i++)
   {
-    if ((s[i] & 0xC0) != 0x80) { *value = '?'; return 1; }
+    if ((s[i] & 0xC0) != 0x80)
+    {
+      *value = '?';
+      return 1;
+    }
     v = (v << 6) | (s[i] & 0x3F);
   }
   *value = v;
@@ -82,10 +138,11 @@ static unsigned int refDecodeChar(const unsigned char *s, size_t available, uint
 struct Count
 {
   unsigned int value;
-  size_t length;    /* the elements that take part */
+  size_t length; /* the elements that take part */
 };
 
-template <typename T> static Count countFor(const std::vector<T> &src, bool all)
+template <typename T>
+static Count countFor(const std::vector<T> &src, bool all)
 {
   Count c;
   if (all)
@@ -95,7 +152,7 @@ template <typename T> static Count countFor(const std::vector<T> &src, bool all)
   }
   else
   {
-    c.value = (unsigned int)(src.size() ? src.size() - 1 : 0);   /* the final zero is not counted */
+    c.value = (unsigned int)(src.size() ? src.size() - 1 : 0); /* the final zero is not counted */
     c.length = c.value;
   }
   return c;
@@ -104,12 +161,14 @@ template <typename T> static Count countFor(const std::vector<T> &src, bool all)
 /* The pointer handed to a converter: with an explicit count, a copy in a
    block of exactly that many elements, so that reading past the count is
    caught; with -1, the terminated source itself. */
-template <typename T> struct Handed
+template <typename T>
+struct Handed
 {
   ExactBuffer<T> copy;
   const T *p;
 
-  Handed(const std::vector<T> &src, const Count &n) : copy(n.value == kAll ? 0 : n.length), p(src.data())
+  Handed(const std::vector<T> &src, const Count &n)
+      : copy(n.value == kAll ? 0 : n.length), p(src.data())
   {
     if (n.value != kAll)
     {
@@ -132,9 +191,9 @@ static void encodeUTF8(const std::vector<wchar_t> &src, bool all, size_t cap)
   Handed<wchar_t> handed(src, n);
   const wchar_t *s = handed.p;
   std::vector<char> out = checkWriter<char>(
-      [&](char *d, unsigned int c) { return KivStrEncodeUTF8(d, c, s, n.value); }, cap, CUT_ITEMS, &items);
+    [&](char *d, unsigned int c) { return KivStrEncodeUTF8(d, c, s, n.value); }, cap, CUT_ITEMS, &items);
   std::vector<char> ansi = checkWriter<char>(
-      [&](char *d, unsigned int c) { return KivStrEncodeANSI(d, c, s, n.value); }, cap, CUT_ITEMS, &items);
+    [&](char *d, unsigned int c) { return KivStrEncodeANSI(d, c, s, n.value); }, cap, CUT_ITEMS, &items);
   FUZZ_CHECK(out == ansi);
 
   /* Back to wide: every non-negative value returns as it was. */
@@ -167,9 +226,9 @@ static void decodeUTF8(const std::string &bytes, bool all, size_t cap)
   Handed<char> handed(src, n);
   const char *s = handed.p;
   std::vector<wchar_t> out = checkWriter<wchar_t>(
-      [&](wchar_t *d, unsigned int c) { return KivStrDecodeUTF8(d, c, s, n.value); }, cap, CUT_UNITS, &items);
+    [&](wchar_t *d, unsigned int c) { return KivStrDecodeUTF8(d, c, s, n.value); }, cap, CUT_UNITS, &items);
   std::vector<wchar_t> ansi = checkWriter<wchar_t>(
-      [&](wchar_t *d, unsigned int c) { return KivStrDecodeANSI(d, c, s, n.value); }, cap, CUT_UNITS, &items);
+    [&](wchar_t *d, unsigned int c) { return KivStrDecodeANSI(d, c, s, n.value); }, cap, CUT_UNITS, &items);
   FUZZ_CHECK(out == ansi);
 }
 
@@ -184,7 +243,7 @@ static void latin1(const std::string &bytes, bool all, size_t cap)
   Handed<char> handed(src, n);
   const char *s = handed.p;
   std::vector<wchar_t> wide = checkWriter<wchar_t>(
-      [&](wchar_t *d, unsigned int c) { return KivStrDecodeLatin1(d, c, s, n.value); }, cap, CUT_UNITS, &items);
+    [&](wchar_t *d, unsigned int c) { return KivStrDecodeLatin1(d, c, s, n.value); }, cap, CUT_UNITS, &items);
 
   /* The sign-extended values return as the same bytes, through Latin-1 and
      through UTF-8 alike. */
@@ -198,7 +257,7 @@ static void latin1(const std::string &bytes, bool all, size_t cap)
   checkWriter<char>([&](char *d, unsigned int c) { return KivStrEncodeLatin1(d, c, w, wn); }, cap, CUT_UNITS,
                     &same);
   std::vector<char> utf8 = checkWriter<char>(
-      [&](char *d, unsigned int c) { return KivStrEncodeUTF8(d, c, w, wn); }, cap, CUT_ITEMS, &same);
+    [&](char *d, unsigned int c) { return KivStrEncodeUTF8(d, c, w, wn); }, cap, CUT_ITEMS, &same);
   FUZZ_CHECK(utf8 == same.all);
 }
 
@@ -239,8 +298,8 @@ static void utf16ToUcs4(const std::vector<unsigned short> &src, bool all, size_t
   Handed<unsigned short> handed(src, n);
   const unsigned short *s = handed.p;
   std::vector<unsigned int> out = checkWriter<unsigned int>(
-      [&](unsigned int *d, unsigned int c) { return KivStrUTF16ToUCS4(d, c, s, n.value); }, cap, CUT_UNITS,
-      &items);
+    [&](unsigned int *d, unsigned int c) { return KivStrUTF16ToUCS4(d, c, s, n.value); }, cap, CUT_UNITS,
+    &items);
 
   if (paired)
   {
@@ -285,8 +344,8 @@ static void ucs4ToUtf16(const std::vector<unsigned int> &src, bool all, size_t c
   Handed<unsigned int> handed(src, n);
   const unsigned int *s = handed.p;
   std::vector<unsigned short> out = checkWriter<unsigned short>(
-      [&](unsigned short *d, unsigned int c) { return KivStrUCS4ToUTF16(d, c, s, n.value); }, cap, CUT_ITEMS,
-      &items);
+    [&](unsigned short *d, unsigned int c) { return KivStrUCS4ToUTF16(d, c, s, n.value); }, cap, CUT_ITEMS,
+    &items);
 
   if (plain)
   {
@@ -370,7 +429,8 @@ static std::vector<unsigned short> unitsFrom(const std::string &s)
   return v;
 }
 
-template <typename T> static std::vector<T> terminated(std::vector<T> v)
+template <typename T>
+static std::vector<T> terminated(std::vector<T> v)
 {
   v.push_back(0);
   return v;

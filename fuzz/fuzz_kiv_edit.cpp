@@ -33,7 +33,8 @@ static const unsigned int kAll = 0xFFFFFFFFu;
    stderr; it is not looked at here. */
 static FILE *g_devnull;
 
-template <typename C> static size_t slen(const C *s)
+template <typename C>
+static size_t slen(const C *s)
 {
   size_t n = 0;
   if (s)
@@ -42,10 +43,14 @@ template <typename C> static size_t slen(const C *s)
   return n;
 }
 
-static bool isWhite(uint32_t c) { return c == ' ' || (c >= 9 && c <= 13); }
+static bool isWhite(uint32_t c)
+{
+  return c == ' ' || (c >= 9 && c <= 13);
+}
 
 /* A copy of v in an exactly-sized block, with or without a terminator. */
-template <typename C> static ExactBuffer<C> *block(const std::vector<C> &v, bool terminated)
+template <typename C>
+static ExactBuffer<C> *block(const std::vector<C> &v, bool terminated)
 {
   ExactBuffer<C> *b = new ExactBuffer<C>(v.size() + (terminated ? 1 : 0));
   if (v.size())
@@ -95,10 +100,11 @@ static void expectCopy(const std::vector<C> &got, const std::vector<C> &before, 
 
 /* ---- bounded copy and append ---- */
 
-template <typename C> static void copies(const std::vector<C> &text, const std::vector<C> &prefix, FuzzInput &in)
+template <typename C>
+static void copies(const std::vector<C> &text, const std::vector<C> &prefix, FuzzInput &in)
 {
   size_t cap = in.upTo(text.size() + 8);
-  size_t len = slen(text.data());   /* text is terminated */
+  size_t len = slen(text.data()); /* text is terminated */
   std::vector<C> got, none;
 
   /* KivStrSet(dst, cap, src). */
@@ -178,7 +184,8 @@ template <typename C> static void copies(const std::vector<C> &text, const std::
 
 /* ---- insertion, removal, replacement ---- */
 
-template <typename C> static void inserts(const std::vector<C> &a, const std::vector<C> &b, FuzzInput &in)
+template <typename C>
+static void inserts(const std::vector<C> &a, const std::vector<C> &b, FuzzInput &in)
 {
   /* a and b are terminated; lengths as measured or given. */
   size_t la = slen(a.data()), lb = slen(b.data());
@@ -244,8 +251,9 @@ template <typename C> static void inserts(const std::vector<C> &a, const std::ve
   }
 }
 
-template <typename C> static void replaces(const std::vector<C> &src, const std::vector<C> &find,
-                                           const std::vector<C> &repl, FuzzInput &in)
+template <typename C>
+static void replaces(const std::vector<C> &src, const std::vector<C> &find,
+                     const std::vector<C> &repl, FuzzInput &in)
 {
   size_t cap = in.upTo(src.size() * 4 + 8);
   bool measure = in.u8() & 1;
@@ -259,7 +267,11 @@ template <typename C> static void replaces(const std::vector<C> &src, const std:
     {
       size_t hit = (size_t)-1;
       for (size_t i = at; i + lf <= ls; i++)
-        if (memcmp(src.data() + i, find.data(), lf * sizeof(C)) == 0) { hit = i; break; }
+        if (memcmp(src.data() + i, find.data(), lf * sizeof(C)) == 0)
+        {
+          hit = i;
+          break;
+        }
       if (hit == (size_t)-1 || at >= ls)
         break;
       items.add(src.data() + at, hit - at);
@@ -285,7 +297,8 @@ template <typename C> static void replaces(const std::vector<C> &src, const std:
 
 /* ---- trimming and case ---- */
 
-template <typename C> static void trims(const std::vector<C> &text, FuzzInput &in)
+template <typename C>
+static void trims(const std::vector<C> &text, FuzzInput &in)
 {
   size_t len = slen(text.data());
   size_t explicitLen = in.upTo(len);
@@ -316,7 +329,7 @@ template <typename C> static void trims(const std::vector<C> &text, FuzzInput &i
       FUZZ_CHECK(r == trail);
       size_t keep = len - trail;
       if (trail == len && len > 0)
-        keep = 1;      /* an all-blank string keeps its first element */
+        keep = 1; /* an all-blank string keeps its first element */
       want.assign(text.begin(), text.begin() + (ptrdiff_t)keep);
     }
     else
@@ -330,7 +343,8 @@ template <typename C> static void trims(const std::vector<C> &text, FuzzInput &i
         want.assign(text.begin() + (ptrdiff_t)lead, text.begin() + (ptrdiff_t)(len - trail));
     }
     FUZZ_CHECK_MSG((want.empty() || memcmp(s.p, want.data(), want.size() * sizeof(C)) == 0) &&
-                   s.p[want.size()] == 0, "trimmed text differs");
+                     s.p[want.size()] == 0,
+                   "trimmed text differs");
   }
 
   /* Explicit lengths: nothing beyond them is read or written. */
@@ -392,8 +406,10 @@ static void caseNarrow(const std::vector<char> &text, FuzzInput &in)
     }
 
     /* Measured: the string and its terminator; explicit: exactly n bytes. */
-    ExactBuffer<char> s(measure ? len + 1 : n ? n : 1);
-    memcpy(s.p, text.data(), measure ? len + 1 : n ? n : 1);
+    ExactBuffer<char> s(measure ? len + 1 : n ? n
+                                              : 1);
+    memcpy(s.p, text.data(), measure ? len + 1 : n ? n
+                                                   : 1);
     if (upper)
       KivStrUpper(s.p, measure ? kAll : (unsigned int)n);
     else
@@ -412,8 +428,11 @@ static void caseWide(const std::vector<wchar_t> &text, FuzzInput &in)
 
   for (int upper = 0; upper < 2; upper++)
   {
-    ExactBuffer<wchar_t> s(measure ? len + 1 : n ? n : 1);
-    memcpy(s.p, text.data(), (measure ? len + 1 : n ? n : 1) * sizeof(wchar_t));
+    ExactBuffer<wchar_t> s(measure ? len + 1 : n ? n
+                                                 : 1);
+    memcpy(s.p, text.data(), (measure ? len + 1 : n ? n
+                                                    : 1) *
+                               sizeof(wchar_t));
     if (upper)
       KivStrUpper(s.p, measure ? kAll : (unsigned int)n);
     else
@@ -428,8 +447,9 @@ static void caseWide(const std::vector<wchar_t> &text, FuzzInput &in)
 
 /* ---- paths ---- */
 
-template <typename C> static void paths(const std::vector<C> &base, const std::vector<C> &rel, FuzzInput &in,
-                                        bool nullBase, bool nullRel)
+template <typename C>
+static void paths(const std::vector<C> &base, const std::vector<C> &rel, FuzzInput &in,
+                  bool nullBase, bool nullRel)
 {
   size_t cap = in.upTo(base.size() + rel.size() + 8);
   const C *b = nullBase ? NULL : base.data();
@@ -452,10 +472,15 @@ template <typename C> static void paths(const std::vector<C> &base, const std::v
 
 /* ---- XML attribute values ---- */
 
-template <typename C> static bool isWhiteC(C c) { return isWhite((uint32_t)c); }
+template <typename C>
+static bool isWhiteC(C c)
+{
+  return isWhite((uint32_t)c);
+}
 
-template <typename C> static bool refXMLToken(const std::vector<C> &text, const std::vector<C> &name,
-                                              size_t *start, size_t *length)
+template <typename C>
+static bool refXMLToken(const std::vector<C> &text, const std::vector<C> &name,
+                        size_t *start, size_t *length)
 {
   size_t lt = slen(text.data()), ln = slen(name.data());
   if (ln == 0)
@@ -465,7 +490,11 @@ template <typename C> static bool refXMLToken(const std::vector<C> &text, const 
   {
     size_t pos = (size_t)-1;
     for (size_t i = off; i + ln <= lt; i++)
-      if (memcmp(text.data() + i, name.data(), ln * sizeof(C)) == 0) { pos = i; break; }
+      if (memcmp(text.data() + i, name.data(), ln * sizeof(C)) == 0)
+      {
+        pos = i;
+        break;
+      }
     if (pos == (size_t)-1)
       return false;
     if (pos == 0 || !(text[pos - 1] == (C)'<' || isWhiteC(text[pos - 1])))
@@ -501,7 +530,8 @@ template <typename C> static bool refXMLToken(const std::vector<C> &text, const 
   }
 }
 
-template <typename C> static void xmlToken(const std::vector<C> &text, const std::vector<C> &name, FuzzInput &in)
+template <typename C>
+static void xmlToken(const std::vector<C> &text, const std::vector<C> &name, FuzzInput &in)
 {
   size_t start = 0, length = 0;
   bool found = refXMLToken(text, name, &start, &length);
@@ -584,32 +614,46 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
   switch (which % 7)
   {
     case 0:
-      if (wide) copies<wchar_t>(wideOf(a), wideOf(b), in);
-      else copies<char>(narrowOf(a), narrowOf(b), in);
+      if (wide)
+        copies<wchar_t>(wideOf(a), wideOf(b), in);
+      else
+        copies<char>(narrowOf(a), narrowOf(b), in);
       break;
     case 1:
-      if (wide) inserts<wchar_t>(wideOf(a), wideOf(b), in);
-      else inserts<char>(narrowOf(a), narrowOf(b), in);
+      if (wide)
+        inserts<wchar_t>(wideOf(a), wideOf(b), in);
+      else
+        inserts<char>(narrowOf(a), narrowOf(b), in);
       break;
     case 2:
-      if (wide) replaces<wchar_t>(wideOf(a), wideOf(b), wideOf(c), in);
-      else replaces<char>(narrowOf(a), narrowOf(b), narrowOf(c), in);
+      if (wide)
+        replaces<wchar_t>(wideOf(a), wideOf(b), wideOf(c), in);
+      else
+        replaces<char>(narrowOf(a), narrowOf(b), narrowOf(c), in);
       break;
     case 3:
-      if (wide) trims<wchar_t>(wideOf(a), in);
-      else trims<char>(narrowOf(a), in);
+      if (wide)
+        trims<wchar_t>(wideOf(a), in);
+      else
+        trims<char>(narrowOf(a), in);
       break;
     case 4:
-      if (wide) caseWide(wideOf(a), in);
-      else caseNarrow(narrowOf(a), in);
+      if (wide)
+        caseWide(wideOf(a), in);
+      else
+        caseNarrow(narrowOf(a), in);
       break;
     case 5:
-      if (wide) paths<wchar_t>(wideOf(a), wideOf(b), in, which & 0x20, which & 0x40);
-      else paths<char>(narrowOf(a), narrowOf(b), in, which & 0x20, which & 0x40);
+      if (wide)
+        paths<wchar_t>(wideOf(a), wideOf(b), in, which & 0x20, which & 0x40);
+      else
+        paths<char>(narrowOf(a), narrowOf(b), in, which & 0x20, which & 0x40);
       break;
     default:
-      if (wide) xmlToken<wchar_t>(wideOf(a), wideOf(b), in);
-      else xmlToken<char>(narrowOf(a), narrowOf(b), in);
+      if (wide)
+        xmlToken<wchar_t>(wideOf(a), wideOf(b), in);
+      else
+        xmlToken<char>(narrowOf(a), narrowOf(b), in);
       break;
   }
   return 0;

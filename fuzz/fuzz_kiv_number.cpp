@@ -33,7 +33,8 @@ static std::string refInt(uint64_t bits, int width, bool isSigned, int radix, in
 {
   uint64_t mask = width == 64 ? ~0ull : ((1ull << width) - 1);
   std::string sign, digits;
-  int r = radix < 2 ? 2 : radix > 36 ? 36 : radix;
+  int r = radix < 2 ? 2 : radix > 36 ? 36
+                                     : radix;
 
   bits &= mask;
   if (r == 10 && radix == 10 && isSigned)
@@ -58,7 +59,8 @@ static std::string refInt(uint64_t bits, int width, bool isSigned, int radix, in
   return sign + digits;
 }
 
-template <typename C> static Items<C> unitItems(const std::string &s)
+template <typename C>
+static Items<C> unitItems(const std::string &s)
 {
   Items<C> items;
   for (unsigned char c : s)
@@ -68,7 +70,10 @@ template <typename C> static Items<C> unitItems(const std::string &s)
 
 /* ---- integer parsing ---- */
 
-static bool isWhite(uint32_t c) { return c == ' ' || (c >= 9 && c <= 13); }
+static bool isWhite(uint32_t c)
+{
+  return c == ' ' || (c >= 9 && c <= 13);
+}
 
 static int digitValue(uint32_t c)
 {
@@ -122,7 +127,8 @@ static uint64_t refParse(const std::vector<uint32_t> &t, int radix, int width, s
 
 /* ---- the integer families ---- */
 
-template <typename C> static void formatInt32(FuzzInput &in, int32_t v, int radix, size_t cap)
+template <typename C>
+static void formatInt32(FuzzInput &in, int32_t v, int radix, size_t cap)
 {
   int forceSign = in.u8() & 1;
   int minDigits = (int)(int8_t)in.u8();
@@ -140,7 +146,8 @@ template <typename C> static void formatInt32(FuzzInput &in, int32_t v, int radi
                  cap, CUT_UNITS, &items);
 }
 
-template <typename C> static void formatInt64(FuzzInput &in, int64_t v, int radix, size_t cap)
+template <typename C>
+static void formatInt64(FuzzInput &in, int64_t v, int radix, size_t cap)
 {
   int forceSign = in.u8() & 1;
   int minDigits = (int)(int8_t)in.u8();
@@ -164,9 +171,11 @@ template <typename C> static void formatInt64(FuzzInput &in, int64_t v, int radi
 }
 
 /* Formats v in every radix form and parses it back. */
-template <typename C> static void roundTripInt(int64_t v, int radix)
+template <typename C>
+static void roundTripInt(int64_t v, int radix)
 {
-  int r = radix < 2 ? 2 : radix > 36 ? 36 : radix;
+  int r = radix < 2 ? 2 : radix > 36 ? 36
+                                     : radix;
   C buf[80];
   const C *end = NULL;
 
@@ -183,7 +192,8 @@ template <typename C> static void roundTripInt(int64_t v, int radix)
 }
 
 /* Parses elements with every integer parser of element type C. */
-template <typename C> static void parseInts(const std::vector<uint32_t> &t, int radix)
+template <typename C>
+static void parseInts(const std::vector<uint32_t> &t, int radix)
 {
   std::vector<C> text;
   for (uint32_t c : t)
@@ -208,7 +218,8 @@ template <typename C> static void parseInts(const std::vector<uint32_t> &t, int 
 }
 
 /* A null text reads as the empty string. */
-template <typename C> static void parseNull(int radix)
+template <typename C>
+static void parseNull(int radix)
 {
   const C *end = (const C *)1;
   FUZZ_CHECK(KivStr2LONG((const C *)NULL, radix, &end) == 0 && end && *end == 0);
@@ -346,7 +357,8 @@ static void checkFloatText(const std::vector<char> &out, double v, int precision
   }
   if (isinf(v))
   {
-    FUZZ_CHECK(body == (v < 0 ? "-inf" : forceSign ? "+inf" : "inf"));
+    FUZZ_CHECK(body == (v < 0 ? "-inf" : forceSign ? "+inf"
+                                                   : "inf"));
     return;
   }
   FUZZ_CHECK(body[0] == '-' ? (bool)signbit(v) : !signbit(v));
@@ -356,7 +368,8 @@ static void checkFloatText(const std::vector<char> &out, double v, int precision
   /* Shape: fixed has no exponent; the exponent form has "e", a sign and at
      least two digits; the point is followed by exactly precision digits. */
   size_t e = body.find('e');
-  int p = precision < 0 ? 6 : precision > 309 ? 309 : precision;
+  int p = precision < 0 ? 6 : precision > 309 ? 309
+                                              : precision;
   if (notation == KIVFLOAT_EXPONENT)
   {
     FUZZ_CHECK(e != std::string::npos && e + 2 < body.size());
@@ -396,16 +409,17 @@ static void checkFloatText(const std::vector<char> &out, double v, int precision
   FUZZ_CHECK_MSG(error <= 1.01 * unit + mag * 1e-12, body.c_str());
 }
 
-template <typename C> static std::vector<C> formatFloat(double v, size_t cap, int precision,
-                                                        int notation, int width, int forceSign,
-                                                        int padding)
+template <typename C>
+static std::vector<C> formatFloat(double v, size_t cap, int precision,
+                                  int notation, int width, int forceSign,
+                                  int padding)
 {
   std::vector<C> out = checkWriter<C>(
-      [&](C *d, unsigned int c) { return TFloat2Str<C>(v, d, c, precision, notation, width, forceSign, padding); },
-      cap, CUT_UNITS, NULL, 4096);
+    [&](C *d, unsigned int c) { return TFloat2Str<C>(v, d, c, precision, notation, width, forceSign, padding); },
+    cap, CUT_UNITS, NULL, 4096);
   std::vector<C> ex = checkWriter<C>(
-      [&](C *d, unsigned int c) { return KivFloat2StrEx(v, d, c, precision, notation, width, forceSign, padding); },
-      cap, CUT_UNITS, NULL, 4096);
+    [&](C *d, unsigned int c) { return KivFloat2StrEx(v, d, c, precision, notation, width, forceSign, padding); },
+    cap, CUT_UNITS, NULL, 4096);
   FUZZ_CHECK(ex == out);
   return out;
 }
@@ -418,15 +432,15 @@ static double doubleFrom(FuzzInput &in)
 
   switch (kind % 4)
   {
-    case 0:   /* any bit pattern */
+    case 0: /* any bit pattern */
       memcpy(&v, &bits, sizeof v);
       return v;
-    case 1:   /* a decimal-looking value */
+    case 1: /* a decimal-looking value */
       return (double)(int64_t)(bits % 2000000001ull) / pow(10.0, (double)(kind >> 2 & 15)) *
              ((kind & 0x40) ? -1.0 : 1.0);
-    case 2:   /* a value near a rounding edge: x.5 at some digit */
+    case 2: /* a value near a rounding edge: x.5 at some digit */
       return ((double)(bits % 100000) + 0.5) * pow(10.0, (double)((int)(kind >> 2) - 32));
-    default:  /* a modest magnitude */
+    default: /* a modest magnitude */
       return ((double)(int64_t)bits / 9.2233720368547758e18) * pow(10.0, (double)((int)(kind >> 2) - 20));
   }
 }

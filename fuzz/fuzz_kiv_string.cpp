@@ -42,9 +42,13 @@ static std::wstring decoded(const std::vector<char> &bytes, unsigned int count)
 }
 
 /* The capacity Create gives for n characters. */
-static uint32_t createCapacity(uint64_t n) { return (uint32_t)((n + 1 + 15) & ~(uint64_t)15); }
+static uint32_t createCapacity(uint64_t n)
+{
+  return (uint32_t)((n + 1 + 15) & ~(uint64_t)15);
+}
 
-template <typename B> static void checkBuffer(const B *b)
+template <typename B>
+static void checkBuffer(const B *b)
 {
   if (!b)
     return;
@@ -149,7 +153,8 @@ static void deserialize(const std::string &bytes, size_t cap)
 }
 
 /* Raw buffers: Create and Expand keep the text and follow the capacity rules. */
-template <typename C> static void rawBuffers(FuzzInput &in)
+template <typename C>
+static void rawBuffers(FuzzInput &in)
 {
   typedef TKivStringBuffer<C, CKivMemHeap> B;
   std::string t = in.piece();
@@ -185,7 +190,8 @@ template <typename C> static void rawBuffers(FuzzInput &in)
       if (cells > 0xFFFFu)
         want = ((uint64_t)cells + 0xFFFF) & ~(uint64_t)0xFFFF;
       else if (before <= 0x7FFFu)
-        for (want = before ? before : 1; want < cells; want *= 2) {}
+        for (want = before ? before : 1; want < cells; want *= 2)
+        {}
       else
         want = 0x10000;
     }

@@ -39,21 +39,26 @@
 #include "fuzz_support.h"
 
 /* The marker a fresh destination element holds before a call. */
-template <typename C> static inline C fuzzMarker() { return (C)0x33; }
+template <typename C>
+static inline C fuzzMarker()
+{
+  return (C)0x33;
+}
 
 /* How a cut result must end. */
 enum WriterCut
 {
-  CUT_UNITS,      /* one element per item: exactly capacity - 1 elements */
-  CUT_ITEMS,      /* at the last item boundary that fits (ends given) */
-  CUT_ANY         /* a prefix of at most capacity - 1 elements */
+  CUT_UNITS, /* one element per item: exactly capacity - 1 elements */
+  CUT_ITEMS, /* at the last item boundary that fits (ends given) */
+  CUT_ANY    /* a prefix of at most capacity - 1 elements */
 };
 
 /* The items of an expected output: their elements and their ends. */
-template <typename C> struct Items
+template <typename C>
+struct Items
 {
   std::vector<C> all;
-  std::vector<size_t> ends;   /* end offset of each item, increasing */
+  std::vector<size_t> ends; /* end offset of each item, increasing */
 
   void add(const C *p, size_t n)
   {
@@ -72,7 +77,8 @@ template <typename C> struct Items
 
 /* Length written at capacity cap under the item rule: the end of the last
    item that fits in cap - 1. */
-template <typename C> static inline size_t itemCut(const Items<C> &items, size_t cap)
+template <typename C>
+static inline size_t itemCut(const Items<C> &items, size_t cap)
 {
   size_t k = 0;
   for (size_t e : items.ends)
@@ -182,7 +188,8 @@ static inline std::vector<C> checkWriter(F call, size_t cap, WriterCut cut, cons
 }
 
 /* A narrow byte string as elements of C (bytes zero-extended). */
-template <typename C> static inline std::vector<C> widen(const std::string &s)
+template <typename C>
+static inline std::vector<C> widen(const std::string &s)
 {
   std::vector<C> v;
   for (unsigned char c : s)
@@ -203,11 +210,13 @@ static inline std::vector<wchar_t> wideFrom(const std::string &s)
     uint32_t c;
     switch (hi >> 5)
     {
-      case 0: case 1: case 2: c = lo & 0x7F; break;                     /* ASCII */
-      case 3: c = lo; break;                                            /* Latin-1 */
-      case 4: c = ((hi & 0x1F) << 8) | lo; break;                       /* below U+2000 */
-      case 5: c = 0xD800u + (((hi & 0x1F) << 8 | lo) & 0x7FF); break;   /* surrogates */
-      case 6: c = ((hi & 0x1F) << 16) | (lo << 8) | lo; break;          /* other planes */
+      case 0:
+      case 1:
+      case 2: c = lo & 0x7F; break;                                   /* ASCII */
+      case 3: c = lo; break;                                          /* Latin-1 */
+      case 4: c = ((hi & 0x1F) << 8) | lo; break;                     /* below U+2000 */
+      case 5: c = 0xD800u + (((hi & 0x1F) << 8 | lo) & 0x7FF); break; /* surrogates */
+      case 6: c = ((hi & 0x1F) << 16) | (lo << 8) | lo; break;        /* other planes */
       default: c = (hi & 1) ? 0x80000000u | lo : 0x7FFF0000u | (hi << 8) | lo; break;
     }
     v.push_back((wchar_t)c);

@@ -42,9 +42,9 @@ static uint64_t g_budget;
 /* Answer of the decoder, or of the restatement, for the bytes at hand. */
 struct Answer
 {
-  int result;          /* RC_DECODE_* */
-  size_t needed;       /* for NEED_MORE */
-  uint32_t total;      /* for RECORD */
+  int result;     /* RC_DECODE_* */
+  size_t needed;  /* for NEED_MORE */
+  uint32_t total; /* for RECORD */
 };
 
 /* The fixed part's size of id by the table of record layouts. */
@@ -52,7 +52,10 @@ static uint32_t fixedOf(uint32_t id)
 {
   switch (id)
   {
-    case 418: case 419: case 421: case 413: return 12;
+    case 418:
+    case 419:
+    case 421:
+    case 413: return 12;
     case 420: return 44;
     case 411: return 32;
     case 412: return 20;
@@ -363,8 +366,8 @@ static void checkRecord(const rc_record &rec, const unsigned char *raw, FuzzInpu
 struct Outcome
 {
   std::vector<rc_record> records;
-  std::vector<uint64_t> payloadAt, dataAt;   /* stream offsets of the pointers */
-  int last;                                  /* NEED_MORE or ERROR */
+  std::vector<uint64_t> payloadAt, dataAt; /* stream offsets of the pointers */
+  int last;                                /* NEED_MORE or ERROR */
   std::string error;
   int finished;
   std::string finishError;
@@ -452,7 +455,7 @@ static Outcome decodeChunked(const rc_decoder &start, const unsigned char *s, si
   Outcome o;
   rc_decoder dec = start;
   std::vector<unsigned char> pending;
-  uint64_t base = 0;            /* stream offset of pending[0] */
+  uint64_t base = 0; /* stream offset of pending[0] */
   size_t fed = 0;
 
   o.last = RC_DECODE_NEED_MORE;

@@ -39,10 +39,18 @@
   abort();
 }
 
-#define FUZZ_CHECK(cond) \
-  do { if (!(cond)) fuzzFail(#cond, __FILE__, __LINE__, NULL); } while (0)
-#define FUZZ_CHECK_MSG(cond, detail) \
-  do { if (!(cond)) fuzzFail(#cond, __FILE__, __LINE__, (detail)); } while (0)
+#define FUZZ_CHECK(cond)                         \
+  do                                             \
+  {                                              \
+    if (!(cond))                                 \
+      fuzzFail(#cond, __FILE__, __LINE__, NULL); \
+  } while (0)
+#define FUZZ_CHECK_MSG(cond, detail)                 \
+  do                                                 \
+  {                                                  \
+    if (!(cond))                                     \
+      fuzzFail(#cond, __FILE__, __LINE__, (detail)); \
+  } while (0)
 
 /* Typed values taken from the front of the input. */
 struct FuzzInput
@@ -50,7 +58,8 @@ struct FuzzInput
   const uint8_t *data;
   size_t size;
 
-  FuzzInput(const uint8_t *d, size_t n) : data(d), size(n) {}
+  FuzzInput(const uint8_t *d, size_t n)
+      : data(d), size(n) {}
 
   uint8_t u8()
   {
@@ -104,7 +113,8 @@ struct FuzzInput
 
 /* The pattern of guard element i: not 0, not a character any writer is
    likely to produce at that place. */
-template <typename T> static inline T fuzzGuardValue(size_t i)
+template <typename T>
+static inline T fuzzGuardValue(size_t i)
 {
   return (T)(0x5A + (i * 7) % 31);
 }
@@ -112,12 +122,14 @@ template <typename T> static inline T fuzzGuardValue(size_t i)
 /* A buffer of capacity elements followed by FUZZ_GUARD guard elements;
    the usable part is filled with a marker first, so a writer that leaves
    elements untouched is visible too. */
-template <typename T> struct GuardedBuffer
+template <typename T>
+struct GuardedBuffer
 {
   std::vector<T> store;
   size_t capacity;
 
-  explicit GuardedBuffer(size_t cap, T fill = (T)0x33) : store(cap + FUZZ_GUARD), capacity(cap)
+  explicit GuardedBuffer(size_t cap, T fill = (T)0x33)
+      : store(cap + FUZZ_GUARD), capacity(cap)
   {
     for (size_t i = 0; i < cap; i++)
       store[i] = fill;
@@ -139,12 +151,14 @@ template <typename T> struct GuardedBuffer
 
 /* An exactly-sized heap block (null for capacity 0, as a caller with no
    room would pass), freed when it goes out of scope. */
-template <typename T> struct ExactBuffer
+template <typename T>
+struct ExactBuffer
 {
   T *p;
   size_t capacity;
 
-  explicit ExactBuffer(size_t cap) : p(cap ? (T *)malloc(cap * sizeof(T)) : NULL), capacity(cap)
+  explicit ExactBuffer(size_t cap)
+      : p(cap ? (T *)malloc(cap * sizeof(T)) : NULL), capacity(cap)
   {
     for (size_t i = 0; i < cap; i++)
       p[i] = (T)0x33;
@@ -155,7 +169,8 @@ template <typename T> struct ExactBuffer
 };
 
 /* Length of a zero-terminated string of elements within n elements, or n. */
-template <typename T> static inline size_t fuzzBoundedLength(const T *s, size_t n)
+template <typename T>
+static inline size_t fuzzBoundedLength(const T *s, size_t n)
 {
   size_t i = 0;
   while (i < n && s[i] != 0)

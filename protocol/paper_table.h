@@ -8,8 +8,8 @@
 
 struct PageTrans
 {
-  const char *name;   /* PPD media name; null in the terminating entry */
-  uint16_t code;      /* Windows paper code */
+  const char *name; /* PPD media name; null in the terminating entry */
+  uint16_t code;    /* Windows paper code */
 };
 
 /* 116 entries sorted by the bytes of the name, then a null entry. */

@@ -60,13 +60,13 @@
    little over 2,000,000 compressed bytes for the usual line sizes; lines
    longer than that travel one per fragment, so the default total length
    limit leaves room for very wide lines while refusing absurd values. */
-#define RC_DEFAULT_MAX_NAMELEN       2048u
-#define RC_DEFAULT_MAX_TOTAL_LENGTH  (256u * 1024u * 1024u)
+#define RC_DEFAULT_MAX_NAMELEN      2048u
+#define RC_DEFAULT_MAX_TOTAL_LENGTH (256u * 1024u * 1024u)
 
 /* RCPACKET_PRN_PAGE_START's settings, as signed 16-bit values. */
 struct rc_page_start_fields
 {
-  uint32_t fields;            /* DEVMODE field mask */
+  uint32_t fields; /* DEVMODE field mask */
   int16_t orientation;
   int16_t paperSize;
   int16_t paperLength;
@@ -104,29 +104,29 @@ struct rc_fragment_fields
    the record to build. */
 struct rc_record
 {
-  uint32_t id;                /* packet id */
-  uint32_t totalLength;       /* total length field */
-  uint64_t offset;            /* stream offset of the first header byte */
-  uint32_t index;             /* 0 for the first record of the stream */
-  uint32_t fixedSize;         /* fixed part size for id */
-  uint32_t nameLen;           /* nameLen field */
+  uint32_t id;                  /* packet id */
+  uint32_t totalLength;         /* total length field */
+  uint64_t offset;              /* stream offset of the first header byte */
+  uint32_t index;               /* 0 for the first record of the stream */
+  uint32_t fixedSize;           /* fixed part size for id */
+  uint32_t nameLen;             /* nameLen field */
   const unsigned char *payload; /* nameLen bytes (null when nameLen is 0) */
   rc_page_start_fields page;
   rc_bitmap_hdr_fields bitmap;
   rc_fragment_fields fragment;
-  const unsigned char *data;  /* fragment: the compressed bytes */
-  uint32_t dataLength;        /* fragment: total length - 20 - nameLen */
+  const unsigned char *data; /* fragment: the compressed bytes */
+  uint32_t dataLength;       /* fragment: total length - 20 - nameLen */
 };
 
 /* Decoder state: where the next record starts and what went wrong. */
 struct rc_decoder
 {
-  uint64_t offset;            /* stream offset of the next record */
-  uint32_t records;           /* records decoded so far */
-  uint32_t maxNameLen;        /* limits, set by rc_decoder_init() */
+  uint64_t offset;     /* stream offset of the next record */
+  uint32_t records;    /* records decoded so far */
+  uint32_t maxNameLen; /* limits, set by rc_decoder_init() */
   uint32_t maxTotalLength;
-  int failed;                 /* 1 once an error was found */
-  char error[256];            /* that error, as one line without new line */
+  int failed;      /* 1 once an error was found */
+  char error[256]; /* that error, as one line without new line */
 };
 
 /* Starts a decoder at stream offset 0 with the default limits. */

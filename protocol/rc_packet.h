@@ -21,35 +21,35 @@
 #include <stddef.h>
 
 /* Packet identifiers.  414 to 417 are not used by the backend. */
-#define RCPACKETID_PRN_BITMAP_HDR       411u
-#define RCPACKETID_PRN_BITMAP_FRAGMENT  412u
-#define RCPACKETID_PRN_BITMAP_END       413u
-#define RCPACKETID_PRN_DOC_START        418u
-#define RCPACKETID_PRN_DOC_END          419u
-#define RCPACKETID_PRN_PAGE_START       420u
-#define RCPACKETID_PRN_PAGE_END         421u
+#define RCPACKETID_PRN_BITMAP_HDR      411u
+#define RCPACKETID_PRN_BITMAP_FRAGMENT 412u
+#define RCPACKETID_PRN_BITMAP_END      413u
+#define RCPACKETID_PRN_DOC_START       418u
+#define RCPACKETID_PRN_DOC_END         419u
+#define RCPACKETID_PRN_PAGE_START      420u
+#define RCPACKETID_PRN_PAGE_END        421u
 
 /* Fixed sizes of the records, without payload or data. */
-#define RCPACKET_HEADER_SIZE            8u
-#define RCPACKET_PRN_DOC_START_SIZE     12u
-#define RCPACKET_PRN_DOC_END_SIZE       12u
-#define RCPACKET_PRN_PAGE_END_SIZE      12u
-#define RCPACKET_PRN_BITMAP_END_SIZE    12u
-#define RCPACKET_PRN_PAGE_START_SIZE    44u
-#define RCPACKET_PRN_BITMAP_HDR_SIZE    32u
+#define RCPACKET_HEADER_SIZE              8u
+#define RCPACKET_PRN_DOC_START_SIZE       12u
+#define RCPACKET_PRN_DOC_END_SIZE         12u
+#define RCPACKET_PRN_PAGE_END_SIZE        12u
+#define RCPACKET_PRN_BITMAP_END_SIZE      12u
+#define RCPACKET_PRN_PAGE_START_SIZE      44u
+#define RCPACKET_PRN_BITMAP_HDR_SIZE      32u
 #define RCPACKET_PRN_BITMAP_FRAGMENT_SIZE 20u
 /* The largest fixed part: a buffer of this size holds any record's. */
-#define RCPACKET_MAX_FIXED_SIZE         44u
+#define RCPACKET_MAX_FIXED_SIZE 44u
 
 /* The DEVMODE field mask of every page record: orientation, paper size,
    paper length, paper width, scale, copies, default source, print quality,
    colour and duplex. */
-#define RCPACKET_PAGE_FIELDS            0x00001F1Fu
-#define RCPACKET_PAGE_SCALE             100
-#define RCPACKET_PAGE_DEFAULT_SOURCE    7     /* automatic paper source */
+#define RCPACKET_PAGE_FIELDS         0x00001F1Fu
+#define RCPACKET_PAGE_SCALE          100
+#define RCPACKET_PAGE_DEFAULT_SOURCE 7 /* automatic paper source */
 
 /* Value of the constant field of the bitmap header and fragments. */
-#define RCPACKET_BITMAP_CONSTANT        1u
+#define RCPACKET_BITMAP_CONSTANT 1u
 
 /* Fixed size of the record with identifier id, or 0 for an unknown id. */
 uint32_t rc_fixed_size(uint32_t id);
@@ -72,10 +72,10 @@ struct rc_page_settings
 {
   int orientation;
   int paperSize;
-  int paperLength;     /* tenths of a millimetre */
-  int paperWidth;      /* tenths of a millimetre */
+  int paperLength; /* tenths of a millimetre */
+  int paperWidth;  /* tenths of a millimetre */
   int copies;
-  int printQuality;    /* horizontal resolution, dpi */
+  int printQuality; /* horizontal resolution, dpi */
   int color;
   int duplex;
   int collate;

@@ -37,22 +37,22 @@ struct JobState
   HostShared *shared = nullptr;
   int progressFd = 1;
   unsigned job = 0;
-  std::string printer;              /* first printer name seen, UTF-8 */
+  std::string printer; /* first printer name seen, UTF-8 */
   bool named = false;
-  std::string folder;               /* path of the job's folder; empty: none */
+  std::string folder; /* path of the job's folder; empty: none */
   bool folderTried = false;
   std::vector<std::string> records; /* JSON of each record */
   std::vector<std::string> pages;   /* JSON of each page */
   unsigned docStarts = 0, docEnds = 0;
   bool docOpen = false;
   unsigned pageStarts = 0;
-  int color = 0;                    /* colour code of the last page record */
+  int color = 0; /* colour code of the last page record */
   bool bitmapOpen = false;
   PageAssembly page;
-  unsigned pageCount = 0;           /* bitmaps finished */
-  uint64_t bytes = 0;               /* bytes received */
-  std::string error;                /* what ended the job early */
-  std::string endNote;              /* why an ended job is incomplete */
+  unsigned pageCount = 0; /* bitmaps finished */
+  uint64_t bytes = 0;     /* bytes received */
+  std::string error;      /* what ended the job early */
+  std::string endNote;    /* why an ended job is incomplete */
 };
 
 /* The highest job number among the folders already in dir ("NNNN-..."). */
@@ -331,7 +331,7 @@ int finish_page(JobState *job, JsonWriter *recordJson, std::string *what)
   if (saved)
     line += " -> " + path;
   host_write_line(job->progressFd, line);
-  job->page = PageAssembly();   /* release the bitmap */
+  job->page = PageAssembly(); /* release the bitmap */
   return 1;
 }
 
@@ -359,78 +359,79 @@ int handle_record(JobState *job, const rc_record &rec, std::string *what)
   if (job->bitmapOpen && rec.id != RCPACKETID_PRN_BITMAP_FRAGMENT && rec.id != RCPACKETID_PRN_BITMAP_END)
   {
     *what = host_format("%s inside an unfinished bitmap (no RCPACKET_PRN_BITMAP_END after the "
-                        "RCPACKET_PRN_BITMAP_HDR)", name);
+                        "RCPACKET_PRN_BITMAP_HDR)",
+                        name);
     ok = 0;
   }
   else
     switch (rec.id)
     {
-    case RCPACKETID_PRN_DOC_START:
-      job->docStarts++;
-      job->docOpen = true;
-      break;
-    case RCPACKETID_PRN_DOC_END:
-      job->docEnds++;
-      job->docOpen = false;
-      break;
-    case RCPACKETID_PRN_PAGE_START:
-      ok = check_page_start(rec, what);
-      if (ok)
-      {
-        job->pageStarts++;
-        job->color = rec.page.color;
-      }
-      break;
-    case RCPACKETID_PRN_PAGE_END:
-      break;
-    case RCPACKETID_PRN_BITMAP_HDR:
-      if (rec.bitmap.constant != RCPACKET_BITMAP_CONSTANT)
-      {
-        *what = host_format("%s constant is %u, expected %u", name, (unsigned)rec.bitmap.constant,
-                            (unsigned)RCPACKET_BITMAP_CONSTANT);
-        ok = 0;
-      }
-      else if (!page_begin(&job->page, rec.bitmap, job->color, what))
-      {
-        *what = std::string(name) + " " + *what;
-        ok = 0;
-      }
-      else
-        job->bitmapOpen = true;
-      break;
-    case RCPACKETID_PRN_BITMAP_FRAGMENT:
-      if (!job->bitmapOpen)
-      {
-        *what = host_format("%s outside a bitmap (no RCPACKET_PRN_BITMAP_HDR before it)", name);
-        ok = 0;
-      }
-      else if (rec.fragment.constant != RCPACKET_BITMAP_CONSTANT)
-      {
-        *what = host_format("%s constant is %u, expected %u", name, (unsigned)rec.fragment.constant,
-                            (unsigned)RCPACKET_BITMAP_CONSTANT);
-        ok = 0;
-      }
-      else if (!page_check_fragment(&job->page, rec.fragment.uncompressedLength, what) ||
-               !page_add_fragment(&job->page, rec, what))
-      {
-        *what = std::string(name) + " " + *what;
-        ok = 0;
-      }
-      break;
-    case RCPACKETID_PRN_BITMAP_END:
-      if (!job->bitmapOpen)
-      {
-        *what = host_format("%s without a bitmap (no RCPACKET_PRN_BITMAP_HDR before it)", name);
-        ok = 0;
-      }
-      else if (!finish_page(job, &w, what))
-      {
-        *what = std::string(name) + " " + *what;
-        ok = 0;
-      }
-      break;
-    default:
-      break;
+      case RCPACKETID_PRN_DOC_START:
+        job->docStarts++;
+        job->docOpen = true;
+        break;
+      case RCPACKETID_PRN_DOC_END:
+        job->docEnds++;
+        job->docOpen = false;
+        break;
+      case RCPACKETID_PRN_PAGE_START:
+        ok = check_page_start(rec, what);
+        if (ok)
+        {
+          job->pageStarts++;
+          job->color = rec.page.color;
+        }
+        break;
+      case RCPACKETID_PRN_PAGE_END:
+        break;
+      case RCPACKETID_PRN_BITMAP_HDR:
+        if (rec.bitmap.constant != RCPACKET_BITMAP_CONSTANT)
+        {
+          *what = host_format("%s constant is %u, expected %u", name, (unsigned)rec.bitmap.constant,
+                              (unsigned)RCPACKET_BITMAP_CONSTANT);
+          ok = 0;
+        }
+        else if (!page_begin(&job->page, rec.bitmap, job->color, what))
+        {
+          *what = std::string(name) + " " + *what;
+          ok = 0;
+        }
+        else
+          job->bitmapOpen = true;
+        break;
+      case RCPACKETID_PRN_BITMAP_FRAGMENT:
+        if (!job->bitmapOpen)
+        {
+          *what = host_format("%s outside a bitmap (no RCPACKET_PRN_BITMAP_HDR before it)", name);
+          ok = 0;
+        }
+        else if (rec.fragment.constant != RCPACKET_BITMAP_CONSTANT)
+        {
+          *what = host_format("%s constant is %u, expected %u", name, (unsigned)rec.fragment.constant,
+                              (unsigned)RCPACKET_BITMAP_CONSTANT);
+          ok = 0;
+        }
+        else if (!page_check_fragment(&job->page, rec.fragment.uncompressedLength, what) ||
+                 !page_add_fragment(&job->page, rec, what))
+        {
+          *what = std::string(name) + " " + *what;
+          ok = 0;
+        }
+        break;
+      case RCPACKETID_PRN_BITMAP_END:
+        if (!job->bitmapOpen)
+        {
+          *what = host_format("%s without a bitmap (no RCPACKET_PRN_BITMAP_HDR before it)", name);
+          ok = 0;
+        }
+        else if (!finish_page(job, &w, what))
+        {
+          *what = std::string(name) + " " + *what;
+          ok = 0;
+        }
+        break;
+      default:
+        break;
     }
 
   if (!ok)
@@ -472,7 +473,7 @@ void serve_connection(int fd, HostShared *shared, ConnectionResult *result)
   rc_decoder dec;
   rc_decoder_init(&dec);
   std::vector<unsigned char> buf;
-  size_t begin = 0, end = 0;     /* undecoded bytes: buf[begin, end) */
+  size_t begin = 0, end = 0; /* undecoded bytes: buf[begin, end) */
   size_t needed = 0;
   bool stop = false;
 

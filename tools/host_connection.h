@@ -28,27 +28,27 @@
 
 struct HostConfig
 {
-  std::string outDir = "received";   /* --out */
-  bool dump = false;                  /* --dump: JSON lines, no files */
+  std::string outDir = "received"; /* --out */
+  bool dump = false;               /* --dump: JSON lines, no files */
 };
 
 /* What every connection thread shares: the settings and the job counter. */
 struct HostShared
 {
   HostConfig config;
-  std::mutex lock;          /* guards the fields below */
+  std::mutex lock; /* guards the fields below */
   bool counterReady = false;
-  unsigned nextJob = 1;     /* first unused job number */
+  unsigned nextJob = 1; /* first unused job number */
 };
 
 struct ConnectionResult
 {
-  bool hadBytes = false;    /* the peer sent anything at all */
-  bool complete = false;    /* the document ended and nothing was wrong */
-  bool failed = false;      /* a malformed record ended the job */
-  unsigned job = 0;         /* job number (0: no byte arrived) */
-  unsigned pages = 0;       /* pages rebuilt */
-  std::string folder;       /* the job's folder (empty with --dump) */
+  bool hadBytes = false; /* the peer sent anything at all */
+  bool complete = false; /* the document ended and nothing was wrong */
+  bool failed = false;   /* a malformed record ended the job */
+  unsigned job = 0;      /* job number (0: no byte arrived) */
+  unsigned pages = 0;    /* pages rebuilt */
+  std::string folder;    /* the job's folder (empty with --dump) */
 };
 
 /* Serves one connection until its end; does not close fd.  Thread-safe:

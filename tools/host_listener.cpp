@@ -145,9 +145,9 @@ struct Registry
 {
   std::mutex lock;
   std::condition_variable idle;
-  std::map<int, bool> active;      /* descriptor -> being served */
+  std::map<int, bool> active; /* descriptor -> being served */
   unsigned running = 0;
-  bool lastHadBytes = false;       /* --once: what the finished one did */
+  bool lastHadBytes = false; /* --once: what the finished one did */
   bool lastComplete = false;
   unsigned finished = 0;
 };
@@ -205,7 +205,7 @@ int run_receiver(const ListenerConfig &config, HostShared *shared)
   /* With --once the status says whether the job was complete; a stop by
      signal before that leaves it at 1. */
   int status = config.once ? 1 : 0;
-  bool serving = false;    /* --once: a connection is being served */
+  bool serving = false; /* --once: a connection is being served */
   for (;;)
   {
     struct pollfd fds[2];

@@ -23,9 +23,9 @@
 
 struct ListenerConfig
 {
-  std::string path = "/tmp/kivprinter.sock";   /* --socket */
-  unsigned mode = 0666;                         /* --mode */
-  bool once = false;                            /* --once */
+  std::string path = "/tmp/kivprinter.sock"; /* --socket */
+  unsigned mode = 0666;                      /* --mode */
+  bool once = false;                         /* --once */
 };
 
 /* Creates, binds and listens on the socket at path with the given mode,

@@ -43,7 +43,7 @@ void host_write_line(int fd, const std::string &text)
     {
       if (errno == EINTR)
         continue;
-      return;   /* nowhere left to report a failed report */
+      return; /* nowhere left to report a failed report */
     }
     done += (size_t)n;
   }

@@ -46,36 +46,36 @@ int main(int argc, char **argv)
   {
     switch (opt)
     {
-    case 's':
-      listener.path = optarg;
-      break;
-    case 'm':
-    {
-      char *end = nullptr;
-      unsigned long mode = strtoul(optarg, &end, 8);
-      if (!*optarg || *end || mode > 0777 || optarg[0] == '-')
+      case 's':
+        listener.path = optarg;
+        break;
+      case 'm':
       {
-        fprintf(stderr, "kivprinter-host: bad mode '%s' (octal, e.g. 0660)\n", optarg);
-        return 2;
+        char *end = nullptr;
+        unsigned long mode = strtoul(optarg, &end, 8);
+        if (!*optarg || *end || mode > 0777 || optarg[0] == '-')
+        {
+          fprintf(stderr, "kivprinter-host: bad mode '%s' (octal, e.g. 0660)\n", optarg);
+          return 2;
+        }
+        listener.mode = (unsigned)mode;
+        break;
       }
-      listener.mode = (unsigned)mode;
-      break;
-    }
-    case 'o':
-      shared.config.outDir = optarg;
-      break;
-    case 'd':
-      shared.config.dump = true;
-      break;
-    case '1':
-      listener.once = true;
-      break;
-    case 'h':
-      usage(stdout);
-      return 0;
-    default:
-      usage(stderr);
-      return 2;
+      case 'o':
+        shared.config.outDir = optarg;
+        break;
+      case 'd':
+        shared.config.dump = true;
+        break;
+      case '1':
+        listener.once = true;
+        break;
+      case 'h':
+        usage(stdout);
+        return 0;
+      default:
+        usage(stderr);
+        return 2;
     }
   }
   if (optind < argc)

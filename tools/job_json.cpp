@@ -50,20 +50,20 @@ static void append_quoted(std::string *out, const std::string &text)
   {
     switch (ch)
     {
-    case '"': *out += "\\\""; break;
-    case '\\': *out += "\\\\"; break;
-    case '\n': *out += "\\n"; break;
-    case '\r': *out += "\\r"; break;
-    case '\t': *out += "\\t"; break;
-    default:
-      if (ch < 0x20)
-      {
-        char esc[8];
-        snprintf(esc, sizeof esc, "\\u%04X", ch);
-        *out += esc;
-      }
-      else
-        *out += (char)ch;
+      case '"': *out += "\\\""; break;
+      case '\\': *out += "\\\\"; break;
+      case '\n': *out += "\\n"; break;
+      case '\r': *out += "\\r"; break;
+      case '\t': *out += "\\t"; break;
+      default:
+        if (ch < 0x20)
+        {
+          char esc[8];
+          snprintf(esc, sizeof esc, "\\u%04X", ch);
+          *out += esc;
+        }
+        else
+          *out += (char)ch;
     }
   }
   *out += '"';
@@ -165,9 +165,9 @@ const char *orientation_name(int code)
 {
   switch (code)
   {
-  case 1: return "portrait";
-  case 2: return "landscape";
-  default: return "unknown";
+    case 1: return "portrait";
+    case 2: return "landscape";
+    default: return "unknown";
   }
 }
 
@@ -175,9 +175,9 @@ const char *color_name(int code)
 {
   switch (code)
   {
-  case 1: return "monochrome";
-  case 2: return "color";
-  default: return "unknown";
+    case 1: return "monochrome";
+    case 2: return "color";
+    default: return "unknown";
   }
 }
 
@@ -185,10 +185,10 @@ const char *duplex_name(int code)
 {
   switch (code)
   {
-  case 1: return "simplex";
-  case 2: return "vertical";
-  case 3: return "horizontal";
-  default: return "unknown";
+    case 1: return "simplex";
+    case 2: return "vertical";
+    case 3: return "horizontal";
+    default: return "unknown";
   }
 }
 
@@ -241,76 +241,76 @@ void json_record_fields(JsonWriter *w, const rc_record &rec)
 
   switch (rec.id)
   {
-  case RCPACKETID_PRN_PAGE_START:
-  {
-    const rc_page_start_fields &p = rec.page;
-    char mask[16];
-    snprintf(mask, sizeof mask, "0x%08X", (unsigned)p.fields);
-    json_key(w, "fields");
-    json_string(w, mask);
-    json_code(w, "orientation", p.orientation, orientation_name(p.orientation));
-    json_code(w, "paper", p.paperSize, GetPaperNameForCode((uint16_t)p.paperSize));
-    json_key(w, "paperWidthMm");
-    json_fixed(w, tenths_to_mm(p.paperWidth), 1);
-    json_key(w, "paperLengthMm");
-    json_fixed(w, tenths_to_mm(p.paperLength), 1);
-    json_key(w, "scale");
-    json_int(w, p.scale);
-    json_key(w, "copies");
-    json_int(w, p.copies);
-    json_key(w, "defaultSource");
-    json_int(w, p.defaultSource);
-    json_key(w, "printQuality");
-    json_int(w, p.printQuality);
-    json_code(w, "color", p.color, color_name(p.color));
-    json_code(w, "duplex", p.duplex, duplex_name(p.duplex));
-    json_key(w, "collate");
-    json_int(w, p.collate);
-    break;
-  }
-  case RCPACKETID_PRN_BITMAP_HDR:
-  {
-    const rc_bitmap_hdr_fields &b = rec.bitmap;
-    json_key(w, "width");
-    json_uint(w, b.width);
-    json_key(w, "height");
-    json_uint(w, b.height);
-    json_key(w, "constant");
-    json_uint(w, b.constant);
-    json_key(w, "xResolution");
-    json_uint(w, b.xResolution);
-    json_key(w, "yResolution");
-    json_uint(w, b.yResolution);
-    json_key(w, "widthMm");
-    if (b.xResolution)
-      json_fixed(w, pixels_to_mm(b.width, b.xResolution), 1);
-    else
-      json_null(w);
-    json_key(w, "heightMm");
-    if (b.yResolution)
-      json_fixed(w, pixels_to_mm(b.height, b.yResolution), 1);
-    else
-      json_null(w);
-    break;
-  }
-  case RCPACKETID_PRN_BITMAP_FRAGMENT:
-  {
-    const rc_fragment_fields &f = rec.fragment;
-    json_key(w, "uncompressedLength");
-    json_uint(w, f.uncompressedLength);
-    json_key(w, "constant");
-    json_uint(w, f.constant);
-    json_key(w, "compressedLength");
-    json_uint(w, rec.dataLength);
-    json_key(w, "ratio");
-    if (rec.dataLength)
-      json_fixed(w, (double)f.uncompressedLength / rec.dataLength, 2);
-    else
-      json_null(w);
-    break;
-  }
-  default:
-    break;
+    case RCPACKETID_PRN_PAGE_START:
+    {
+      const rc_page_start_fields &p = rec.page;
+      char mask[16];
+      snprintf(mask, sizeof mask, "0x%08X", (unsigned)p.fields);
+      json_key(w, "fields");
+      json_string(w, mask);
+      json_code(w, "orientation", p.orientation, orientation_name(p.orientation));
+      json_code(w, "paper", p.paperSize, GetPaperNameForCode((uint16_t)p.paperSize));
+      json_key(w, "paperWidthMm");
+      json_fixed(w, tenths_to_mm(p.paperWidth), 1);
+      json_key(w, "paperLengthMm");
+      json_fixed(w, tenths_to_mm(p.paperLength), 1);
+      json_key(w, "scale");
+      json_int(w, p.scale);
+      json_key(w, "copies");
+      json_int(w, p.copies);
+      json_key(w, "defaultSource");
+      json_int(w, p.defaultSource);
+      json_key(w, "printQuality");
+      json_int(w, p.printQuality);
+      json_code(w, "color", p.color, color_name(p.color));
+      json_code(w, "duplex", p.duplex, duplex_name(p.duplex));
+      json_key(w, "collate");
+      json_int(w, p.collate);
+      break;
+    }
+    case RCPACKETID_PRN_BITMAP_HDR:
+    {
+      const rc_bitmap_hdr_fields &b = rec.bitmap;
+      json_key(w, "width");
+      json_uint(w, b.width);
+      json_key(w, "height");
+      json_uint(w, b.height);
+      json_key(w, "constant");
+      json_uint(w, b.constant);
+      json_key(w, "xResolution");
+      json_uint(w, b.xResolution);
+      json_key(w, "yResolution");
+      json_uint(w, b.yResolution);
+      json_key(w, "widthMm");
+      if (b.xResolution)
+        json_fixed(w, pixels_to_mm(b.width, b.xResolution), 1);
+      else
+        json_null(w);
+      json_key(w, "heightMm");
+      if (b.yResolution)
+        json_fixed(w, pixels_to_mm(b.height, b.yResolution), 1);
+      else
+        json_null(w);
+      break;
+    }
+    case RCPACKETID_PRN_BITMAP_FRAGMENT:
+    {
+      const rc_fragment_fields &f = rec.fragment;
+      json_key(w, "uncompressedLength");
+      json_uint(w, f.uncompressedLength);
+      json_key(w, "constant");
+      json_uint(w, f.constant);
+      json_key(w, "compressedLength");
+      json_uint(w, rec.dataLength);
+      json_key(w, "ratio");
+      if (rec.dataLength)
+        json_fixed(w, (double)f.uncompressedLength / rec.dataLength, 2);
+      else
+        json_null(w);
+      break;
+    }
+    default:
+      break;
   }
 }
 

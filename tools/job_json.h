@@ -21,12 +21,12 @@
 struct JsonWriter
 {
   std::string out;
-  std::vector<bool> first;   /* per open container: nothing written in it yet */
-  bool afterKey = false;     /* a key was written: its value needs no comma */
+  std::vector<bool> first; /* per open container: nothing written in it yet */
+  bool afterKey = false;   /* a key was written: its value needs no comma */
 };
 
-void json_open(JsonWriter *w, char bracket);          /* '{' or '[' */
-void json_close(JsonWriter *w, char bracket);         /* '}' or ']' */
+void json_open(JsonWriter *w, char bracket);  /* '{' or '[' */
+void json_close(JsonWriter *w, char bracket); /* '}' or ']' */
 /* "key": in an object; before (white space for layout) goes between the
    separating comma and the key. */
 void json_key(JsonWriter *w, const char *key, const char *before = "");

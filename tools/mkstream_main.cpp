@@ -114,45 +114,51 @@ int main(int argc, char **argv)
   {
     switch (opt)
     {
-    case 'o': output = optarg; break;
-    case 't': testPage = true; break;
-    case 'p': settings.paper = optarg; break;
-    case 'r':
-      if (!parse_pair(optarg, &settings.xdpi, &settings.ydpi))
-      {
-        fprintf(stderr, "kivprinter-mkstream: bad resolution '%s' (DPI or XxY)\n", optarg);
-        return 2;
-      }
-      break;
-    case 'g': settings.depth = 1; break;
-    case 'c': settings.depth = 3; break;
-    case 'd':
-      if (strcmp(optarg, "none") == 0)
-        settings.duplex = 0, settings.tumble = 0;
-      else if (strcmp(optarg, "long") == 0)
-        settings.duplex = 1, settings.tumble = 0;
-      else if (strcmp(optarg, "short") == 0)
-        settings.duplex = 1, settings.tumble = 1;
-      else
-      {
-        fprintf(stderr, "kivprinter-mkstream: bad duplex mode '%s' (none, long, short)\n", optarg);
-        return 2;
-      }
-      break;
-    case 'l': settings.orientation = 1; break;
-    case 'C': settings.collate = 1; break;
-    case 'n': settings.hasPrinterName = true; settings.printerName = optarg; break;
-    case 'T': settings.title = optarg; titleGiven = true; break;
-    case 's':
-      if (!parse_pair(optarg, &sizeW, &sizeH) || !strchr(optarg, 'x'))
-      {
-        fprintf(stderr, "kivprinter-mkstream: bad size '%s' (WxH pixels)\n", optarg);
-        return 2;
-      }
-      sizeGiven = true;
-      break;
-    case 'h': usage(stdout); return 0;
-    default: usage(stderr); return 2;
+      case 'o': output = optarg; break;
+      case 't': testPage = true; break;
+      case 'p': settings.paper = optarg; break;
+      case 'r':
+        if (!parse_pair(optarg, &settings.xdpi, &settings.ydpi))
+        {
+          fprintf(stderr, "kivprinter-mkstream: bad resolution '%s' (DPI or XxY)\n", optarg);
+          return 2;
+        }
+        break;
+      case 'g': settings.depth = 1; break;
+      case 'c': settings.depth = 3; break;
+      case 'd':
+        if (strcmp(optarg, "none") == 0)
+          settings.duplex = 0, settings.tumble = 0;
+        else if (strcmp(optarg, "long") == 0)
+          settings.duplex = 1, settings.tumble = 0;
+        else if (strcmp(optarg, "short") == 0)
+          settings.duplex = 1, settings.tumble = 1;
+        else
+        {
+          fprintf(stderr, "kivprinter-mkstream: bad duplex mode '%s' (none, long, short)\n", optarg);
+          return 2;
+        }
+        break;
+      case 'l': settings.orientation = 1; break;
+      case 'C': settings.collate = 1; break;
+      case 'n':
+        settings.hasPrinterName = true;
+        settings.printerName = optarg;
+        break;
+      case 'T':
+        settings.title = optarg;
+        titleGiven = true;
+        break;
+      case 's':
+        if (!parse_pair(optarg, &sizeW, &sizeH) || !strchr(optarg, 'x'))
+        {
+          fprintf(stderr, "kivprinter-mkstream: bad size '%s' (WxH pixels)\n", optarg);
+          return 2;
+        }
+        sizeGiven = true;
+        break;
+      case 'h': usage(stdout); return 0;
+      default: usage(stderr); return 2;
     }
   }
 

@@ -152,7 +152,7 @@ int page_add_fragment(PageAssembly *page, const rc_record &fragment, std::string
 
 int page_finish(PageAssembly *page, PageResult *result, std::string *error)
 {
-  int d;   /* index into the depth arrays */
+  int d; /* index into the depth arrays */
   result->depthAmbiguous = false;
   if (page->fits[0] && page->fits[1])
   {
@@ -171,7 +171,7 @@ int page_finish(PageAssembly *page, PageResult *result, std::string *error)
     d = 0;
   else
   {
-    *error = "the bitmap's lines fit neither depth";   /* refused earlier; kept as a guard */
+    *error = "the bitmap's lines fit neither depth"; /* refused earlier; kept as a guard */
     return 0;
   }
 

@@ -40,11 +40,11 @@ struct PageAssembly
 {
   uint32_t width = 0, height = 0;
   uint32_t xdpi = 0, ydpi = 0;
-  int colorHint = 0;               /* colour field of the page record: 2, 1, or 0 unknown */
-  uint64_t lineBytes[2] = {0, 0};  /* padded line length at depth 1 [0] and depth 3 [1] */
-  bool fits[2] = {true, true};     /* depth still possible */
-  uint64_t lines[2] = {0, 0};      /* lines received, counted at each depth */
-  std::vector<uint8_t> bitmap;     /* decompressed lines in arrival order */
+  int colorHint = 0;              /* colour field of the page record: 2, 1, or 0 unknown */
+  uint64_t lineBytes[2] = {0, 0}; /* padded line length at depth 1 [0] and depth 3 [1] */
+  bool fits[2] = {true, true};    /* depth still possible */
+  uint64_t lines[2] = {0, 0};     /* lines received, counted at each depth */
+  std::vector<uint8_t> bitmap;    /* decompressed lines in arrival order */
   uint32_t fragments = 0;
   uint64_t compressedBytes = 0;
 };
@@ -52,8 +52,8 @@ struct PageAssembly
 struct PageResult
 {
   PageImage image;
-  uint32_t depth = 0;              /* 1 or 3 */
-  bool depthAmbiguous = false;     /* both depths fit; chosen as told above */
+  uint32_t depth = 0;          /* 1 or 3 */
+  bool depthAmbiguous = false; /* both depths fit; chosen as told above */
   uint64_t linesReceived = 0;
   uint32_t lostSamplesPerRow = 0;
 };

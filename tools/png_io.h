@@ -18,9 +18,9 @@ struct PageImage
 {
   uint32_t width = 0;
   uint32_t height = 0;
-  uint32_t channels = 0;           /* 3: RGB, 1: gray */
-  uint32_t xdpi = 0, ydpi = 0;     /* 0: unknown */
-  std::vector<uint8_t> pixels;     /* width * channels bytes per row */
+  uint32_t channels = 0;       /* 3: RGB, 1: gray */
+  uint32_t xdpi = 0, ydpi = 0; /* 0: unknown */
+  std::vector<uint8_t> pixels; /* width * channels bytes per row */
 };
 
 /* Makes an image of the given size filled with white; returns 0 (and logs)

@@ -108,8 +108,10 @@ int build_print_stream(std::string *out, const StreamSettings &s, const std::vec
     /* Page box in points from the pixel size at the stream's resolution. */
     uint64_t wpt = ((uint64_t)page->width * 72 + s.xdpi / 2) / s.xdpi;
     uint64_t hpt = ((uint64_t)page->height * 72 + s.ydpi / 2) / s.ydpi;
-    if (wpt == 0) wpt = 1;
-    if (hpt == 0) hpt = 1;
+    if (wpt == 0)
+      wpt = 1;
+    if (hpt == 0)
+      hpt = 1;
     snprintf(line, sizeof line, "PAGE 0 0 %llu %llu %d %d %d %u %u %d\n",
              (unsigned long long)wpt, (unsigned long long)hpt, s.collate, s.duplex, s.tumble,
              (unsigned)s.xdpi, (unsigned)s.ydpi, s.orientation);

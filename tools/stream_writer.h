@@ -33,17 +33,17 @@
 
 struct StreamSettings
 {
-  bool hasPrinterName = false;  /* false: a bare PRINTERMODEL, so the backend
+  bool hasPrinterName = false; /* false: a bare PRINTERMODEL, so the backend
                                    names the queue's description */
   std::string printerName;
   std::string title = "Test page";
-  std::string paper = "A4";     /* PAGENAME */
+  std::string paper = "A4"; /* PAGENAME */
   uint32_t xdpi = 300, ydpi = 300;
-  uint32_t depth = 3;           /* 3: colour rows and COLORDEVICE 1; 1: gray rows and COLORDEVICE 0 */
-  int duplex = 0;               /* PAGE duplex flag */
-  int tumble = 0;               /* PAGE tumble flag (short-edge binding) */
+  uint32_t depth = 3; /* 3: colour rows and COLORDEVICE 1; 1: gray rows and COLORDEVICE 0 */
+  int duplex = 0;     /* PAGE duplex flag */
+  int tumble = 0;     /* PAGE tumble flag (short-edge binding) */
   int collate = 0;
-  int orientation = 0;          /* 0 portrait, 1 landscape */
+  int orientation = 0; /* 0 portrait, 1 landscape */
 };
 
 /* Appends the whole stream for pages to out.  Each page is converted to the

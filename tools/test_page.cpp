@@ -13,12 +13,24 @@
 
 /* Common office papers, portrait, in points. */
 static const PaperSize kPapers[] = {
-  {"A3", 842, 1191},       {"A4", 595, 842},        {"A5", 420, 595},
-  {"A6", 298, 420},        {"B4", 729, 1032},       {"B5", 516, 729},
-  {"Letter", 612, 792},    {"Legal", 612, 1008},    {"Executive", 522, 756},
-  {"Statement", 396, 612}, {"Tabloid", 792, 1224},  {"Ledger", 1224, 792},
-  {"Folio", 612, 936},     {"Quarto", 610, 780},    {"Postcard", 283, 420},
-  {"EnvDL", 312, 624},     {"EnvC5", 459, 649},     {"Env10", 297, 684},
+  {"A3", 842, 1191},
+  {"A4", 595, 842},
+  {"A5", 420, 595},
+  {"A6", 298, 420},
+  {"B4", 729, 1032},
+  {"B5", 516, 729},
+  {"Letter", 612, 792},
+  {"Legal", 612, 1008},
+  {"Executive", 522, 756},
+  {"Statement", 396, 612},
+  {"Tabloid", 792, 1224},
+  {"Ledger", 1224, 792},
+  {"Folio", 612, 936},
+  {"Quarto", 610, 780},
+  {"Postcard", 283, 420},
+  {"EnvDL", 312, 624},
+  {"EnvC5", 459, 649},
+  {"Env10", 297, 684},
   {"EnvMonarch", 279, 540},
 };
 
@@ -82,10 +94,14 @@ void put(Canvas *c, int64_t x, int64_t y, Rgb color)
 /* Fills the rectangle [x0, x1) x [y0, y1), clipped. */
 void fill_rect(Canvas *c, int64_t x0, int64_t y0, int64_t x1, int64_t y1, Rgb color)
 {
-  if (x0 < 0) x0 = 0;
-  if (y0 < 0) y0 = 0;
-  if (x1 > c->w) x1 = c->w;
-  if (y1 > c->h) y1 = c->h;
+  if (x0 < 0)
+    x0 = 0;
+  if (y0 < 0)
+    y0 = 0;
+  if (x1 > c->w)
+    x1 = c->w;
+  if (y1 > c->h)
+    y1 = c->h;
   for (int64_t y = y0; y < y1; y++)
     for (int64_t x = x0; x < x1; x++)
       put(c, x, y, color);
@@ -160,7 +176,7 @@ void fill_diamond(Canvas *c, int64_t cx, int64_t cy, int64_t r, Rgb color)
 void draw_line(Canvas *c, int64_t x0, int64_t y0, int64_t x1, int64_t y1, int64_t t, Rgb color)
 {
   int64_t dx = x1 > x0 ? x1 - x0 : x0 - x1;
-  int64_t dy = y1 > y0 ? y0 - y1 : y1 - y0;   /* negative */
+  int64_t dy = y1 > y0 ? y0 - y1 : y1 - y0; /* negative */
   int64_t sx = x0 < x1 ? 1 : -1;
   int64_t sy = y0 < y1 ? 1 : -1;
   int64_t err = dx + dy;
@@ -186,17 +202,18 @@ void draw_line(Canvas *c, int64_t x0, int64_t y0, int64_t x1, int64_t y1, int64_
 /* A fully saturated colour around the hue circle: position i of n. */
 Rgb hue(int64_t i, int64_t n)
 {
-  int64_t h = n > 1 ? i * 1530 / (n - 1) : 0;   /* 6 segments of 255 */
-  if (h > 1530) h = 1530;
+  int64_t h = n > 1 ? i * 1530 / (n - 1) : 0; /* 6 segments of 255 */
+  if (h > 1530)
+    h = 1530;
   uint8_t f = (uint8_t)(h % 255);
   switch (h / 255)
   {
-  case 0: return {255, f, 0};
-  case 1: return {(uint8_t)(255 - f), 255, 0};
-  case 2: return {0, 255, f};
-  case 3: return {0, (uint8_t)(255 - f), 255};
-  case 4: return {f, 0, 255};
-  default: return {255, 0, (uint8_t)(255 - f)};
+    case 0: return {255, f, 0};
+    case 1: return {(uint8_t)(255 - f), 255, 0};
+    case 2: return {0, 255, f};
+    case 3: return {0, (uint8_t)(255 - f), 255};
+    case 4: return {f, 0, 255};
+    default: return {255, 0, (uint8_t)(255 - f)};
   }
 }
 
@@ -210,9 +227,9 @@ int draw_test_page(PageImage *image, uint32_t width, uint32_t height, uint32_t c
   Canvas *c = &cv;
   int64_t W = width, H = height;
 
-  int64_t t = W / 300 > 1 ? W / 300 : 1;            /* line thickness */
-  int64_t m = W / 40 > 2 ? W / 40 : 2;              /* margin */
-  int64_t x0 = m, y0 = m, x1 = W - m, y1 = H - m;   /* inside the margin */
+  int64_t t = W / 300 > 1 ? W / 300 : 1;          /* line thickness */
+  int64_t m = W / 40 > 2 ? W / 40 : 2;            /* margin */
+  int64_t x0 = m, y0 = m, x1 = W - m, y1 = H - m; /* inside the margin */
   if (x1 <= x0 || y1 <= y0)
   {
     /* Too small for a layout: a frame and a diagonal are all there is. */
@@ -231,8 +248,7 @@ int draw_test_page(PageImage *image, uint32_t width, uint32_t height, uint32_t c
     fill_rect(c, x0, y, x1, y + 1, kGridGray);
 
   /* Colour bars: the eight corners of the colour cube. */
-  static const Rgb bars[8] = {{255, 255, 255}, {255, 255, 0}, {0, 255, 255}, {0, 255, 0},
-                              {255, 0, 255},   {255, 0, 0},   {0, 0, 255},   {0, 0, 0}};
+  static const Rgb bars[8] = {{255, 255, 255}, {255, 255, 0}, {0, 255, 255}, {0, 255, 0}, {255, 0, 255}, {255, 0, 0}, {0, 0, 255}, {0, 0, 0}};
   int64_t by0 = y0 + ih / 30, by1 = by0 + ih / 10;
   for (int64_t i = 0; i < 8; i++)
     fill_rect(c, x0 + iw * i / 8, by0, x0 + iw * (i + 1) / 8, by1, bars[i]);
@@ -302,8 +318,7 @@ int draw_test_page(PageImage *image, uint32_t width, uint32_t height, uint32_t c
         int64_t fx0 = x0 + iw / 16, fx1 = mid - iw / 32;
         for (int64_t y = fy0; y < fy1; y++)
           for (int64_t x = fx0; x < fx1; x++)
-            put(c, x, y, Rgb{(uint8_t)((x - fx0) * 255 / (fx1 - fx0)), 128,
-                             (uint8_t)((y - fy0) * 255 / (fy1 - fy0))});
+            put(c, x, y, Rgb{(uint8_t)((x - fx0) * 255 / (fx1 - fx0)), 128, (uint8_t)((y - fy0) * 255 / (fy1 - fy0))});
         frame_rect(c, fx0, fy0, fx1, fy1, 1, kBlack);
         int64_t gx0 = mid + iw / 32, gx1 = x1 - iw / 16;
         int64_t band = (fy1 - fy0) / 3;

@@ -17,7 +17,7 @@
 /* Size of a paper in points (1/72 inch), portrait. */
 struct PaperSize
 {
-  const char *name;      /* the paper name the print stream uses */
+  const char *name; /* the paper name the print stream uses */
   uint32_t widthPt;
   uint32_t heightPt;
 };

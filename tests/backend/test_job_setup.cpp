@@ -34,50 +34,50 @@ namespace {
 
 /* A small but complete PPD: page size and duplex options. */
 const char kPpd[] =
-    "*PPD-Adobe: \"4.3\"\n"
-    "*FormatVersion: \"4.3\"\n"
-    "*FileVersion: \"1.0\"\n"
-    "*LanguageVersion: English\n"
-    "*LanguageEncoding: ISOLatin1\n"
-    "*PCFileName: \"TESTPRN.PPD\"\n"
-    "*Manufacturer: \"Test\"\n"
-    "*Product: \"(Test Printer)\"\n"
-    "*ModelName: \"Test Printer\"\n"
-    "*ShortNickName: \"Test Printer\"\n"
-    "*NickName: \"Test Printer\"\n"
-    "*PSVersion: \"(3010.000) 0\"\n"
-    "*LanguageLevel: \"3\"\n"
-    "*ColorDevice: True\n"
-    "*DefaultColorSpace: RGB\n"
-    "*FileSystem: False\n"
-    "*Throughput: \"1\"\n"
-    "*LandscapeOrientation: Plus90\n"
-    "*TTRasterizer: Type42\n"
-    "*OpenUI *PageSize/Media Size: PickOne\n"
-    "*OrderDependency: 10 AnySetup *PageSize\n"
-    "*DefaultPageSize: Letter\n"
-    "*PageSize Letter/US Letter: \"<</PageSize[612 792]>>setpagedevice\"\n"
-    "*PageSize A4/A4: \"<</PageSize[595 842]>>setpagedevice\"\n"
-    "*CloseUI: *PageSize\n"
-    "*OpenUI *PageRegion/Media Size: PickOne\n"
-    "*OrderDependency: 10 AnySetup *PageRegion\n"
-    "*DefaultPageRegion: Letter\n"
-    "*PageRegion Letter/US Letter: \"<</PageSize[612 792]>>setpagedevice\"\n"
-    "*PageRegion A4/A4: \"<</PageSize[595 842]>>setpagedevice\"\n"
-    "*CloseUI: *PageRegion\n"
-    "*DefaultImageableArea: Letter\n"
-    "*ImageableArea Letter/US Letter: \"18 36 594 756\"\n"
-    "*ImageableArea A4/A4: \"18 36 577 806\"\n"
-    "*DefaultPaperDimension: Letter\n"
-    "*PaperDimension Letter/US Letter: \"612 792\"\n"
-    "*PaperDimension A4/A4: \"595 842\"\n"
-    "*OpenUI *Duplex/2-Sided Printing: PickOne\n"
-    "*OrderDependency: 20 AnySetup *Duplex\n"
-    "*DefaultDuplex: None\n"
-    "*Duplex None/Off: \"<</Duplex false>>setpagedevice\"\n"
-    "*Duplex DuplexNoTumble/Long Edge: \"<</Duplex true/Tumble false>>setpagedevice\"\n"
-    "*Duplex DuplexTumble/Short Edge: \"<</Duplex true/Tumble true>>setpagedevice\"\n"
-    "*CloseUI: *Duplex\n";
+  "*PPD-Adobe: \"4.3\"\n"
+  "*FormatVersion: \"4.3\"\n"
+  "*FileVersion: \"1.0\"\n"
+  "*LanguageVersion: English\n"
+  "*LanguageEncoding: ISOLatin1\n"
+  "*PCFileName: \"TESTPRN.PPD\"\n"
+  "*Manufacturer: \"Test\"\n"
+  "*Product: \"(Test Printer)\"\n"
+  "*ModelName: \"Test Printer\"\n"
+  "*ShortNickName: \"Test Printer\"\n"
+  "*NickName: \"Test Printer\"\n"
+  "*PSVersion: \"(3010.000) 0\"\n"
+  "*LanguageLevel: \"3\"\n"
+  "*ColorDevice: True\n"
+  "*DefaultColorSpace: RGB\n"
+  "*FileSystem: False\n"
+  "*Throughput: \"1\"\n"
+  "*LandscapeOrientation: Plus90\n"
+  "*TTRasterizer: Type42\n"
+  "*OpenUI *PageSize/Media Size: PickOne\n"
+  "*OrderDependency: 10 AnySetup *PageSize\n"
+  "*DefaultPageSize: Letter\n"
+  "*PageSize Letter/US Letter: \"<</PageSize[612 792]>>setpagedevice\"\n"
+  "*PageSize A4/A4: \"<</PageSize[595 842]>>setpagedevice\"\n"
+  "*CloseUI: *PageSize\n"
+  "*OpenUI *PageRegion/Media Size: PickOne\n"
+  "*OrderDependency: 10 AnySetup *PageRegion\n"
+  "*DefaultPageRegion: Letter\n"
+  "*PageRegion Letter/US Letter: \"<</PageSize[612 792]>>setpagedevice\"\n"
+  "*PageRegion A4/A4: \"<</PageSize[595 842]>>setpagedevice\"\n"
+  "*CloseUI: *PageRegion\n"
+  "*DefaultImageableArea: Letter\n"
+  "*ImageableArea Letter/US Letter: \"18 36 594 756\"\n"
+  "*ImageableArea A4/A4: \"18 36 577 806\"\n"
+  "*DefaultPaperDimension: Letter\n"
+  "*PaperDimension Letter/US Letter: \"612 792\"\n"
+  "*PaperDimension A4/A4: \"595 842\"\n"
+  "*OpenUI *Duplex/2-Sided Printing: PickOne\n"
+  "*OrderDependency: 20 AnySetup *Duplex\n"
+  "*DefaultDuplex: None\n"
+  "*Duplex None/Off: \"<</Duplex false>>setpagedevice\"\n"
+  "*Duplex DuplexNoTumble/Long Edge: \"<</Duplex true/Tumble false>>setpagedevice\"\n"
+  "*Duplex DuplexTumble/Short Edge: \"<</Duplex true/Tumble true>>setpagedevice\"\n"
+  "*CloseUI: *Duplex\n";
 
 /* Sends standard error to a temporary file and gives back what came. */
 struct StderrCapture
@@ -194,7 +194,7 @@ job_data_t sentinelJob()
   job.user = (char *)"untouched-user";
   job.title = (char *)"untouched-title";
   job.num_options = -5;
-  job.options = (cups_option_t *)&job;   /* any recognisable non-null value */
+  job.options = (cups_option_t *)&job; /* any recognisable non-null value */
   return job;
 }
 
@@ -203,12 +203,12 @@ TEST_F(JobSetup, WrongArgumentCountPrintsUsageAndLeavesTheJobAlone)
   setenv("PPD", ppdPath.c_str(), 1);
   setenv("LANG", "C.UTF-8", 1);
   std::vector<std::vector<std::string>> cases = {
-      {"/usr/lib/cups/filter/testprn"},
-      {"testprn", "1"},
-      {"testprn", "1", "user"},
-      {"testprn", "1", "user", "title"},
-      {"testprn", "1", "user", "title", "1"},
-      {"testprn", "1", "user", "title", "1", "", "file", "extra"}};
+    {"/usr/lib/cups/filter/testprn"},
+    {"testprn", "1"},
+    {"testprn", "1", "user"},
+    {"testprn", "1", "user", "title"},
+    {"testprn", "1", "user", "title", "1"},
+    {"testprn", "1", "user", "title", "1", "", "file", "extra"}};
   for (const std::vector<std::string> &args : cases)
   {
     job_data_t job = sentinelJob();
@@ -269,7 +269,7 @@ TEST_F(JobSetup, StandardOptionNamesMapOntoThePpd)
   job_data_t job = sentinelJob();
   std::string log;
   ppd_file_t *ppd =
-      initialize({"testprn", "1", "u", "t", "1", "media=A4 sides=two-sided-long-edge"}, &job, &log);
+    initialize({"testprn", "1", "u", "t", "1", "media=A4 sides=two-sided-long-edge"}, &job, &log);
   ASSERT_NE(ppd, nullptr) << log;
   EXPECT_EQ(marked(ppd, "PageSize"), "A4");
   EXPECT_EQ(marked(ppd, "Duplex"), "DuplexNoTumble");
@@ -300,7 +300,7 @@ TEST_F(JobSetup, UnopenablePpdIsReportedWithTheSystemError)
 {
   struct Case
   {
-    const char *ppd;      /* null: PPD unset */
+    const char *ppd; /* null: PPD unset */
     const char *text;
   };
   std::string missing = dir + "/missing.ppd";
@@ -426,4 +426,4 @@ TEST_F(JobSetup, GetStatusIsAlwaysOne)
   ppdClose(ppd);
 }
 
-}  // namespace
+} // namespace

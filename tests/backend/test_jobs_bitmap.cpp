@@ -22,10 +22,11 @@ static std::string pageLines(int counter)
 {
   std::string n = std::to_string(counter);
   return "DEBUG: \"CorvaneBackend - PAGE " + n + " - value: 0 0 612 792 0 0 0 300 300 0\"\n"
-         "DEBUG: \"CorvaneBackend - PAGE " + n + " - Starting page - [0 0 612 792]\"\n"
-         "DEBUG: \"CorvaneBackend - PAGE - collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0\"\n"
-         "DEBUG: CorvaneBackend - PAGE -  0\n"
-         "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n";
+                                                 "DEBUG: \"CorvaneBackend - PAGE " +
+         n + " - Starting page - [0 0 612 792]\"\n"
+             "DEBUG: \"CorvaneBackend - PAGE - collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0\"\n"
+             "DEBUG: CorvaneBackend - PAGE -  0\n"
+             "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n";
 }
 
 static std::string allocLine(uint64_t size, int depth, int res)
@@ -88,10 +89,12 @@ static std::string endpageLines(const std::vector<WireRecord> &fragments, int by
 {
   std::string s = "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n"
                   "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_HDR sent\"\n"
-                  "DEBUG: CorvaneBackend - bitmap bytesPerLine: " + std::to_string(bytesPerLine) +
+                  "DEBUG: CorvaneBackend - bitmap bytesPerLine: " +
+                  std::to_string(bytesPerLine) +
                   " raster_w: " + std::to_string(rasterW) + " nLines: " + std::to_string(nLines) +
                   " alignPerLine: " + std::to_string(align) + "\n"
-                  "DEBUG: \"CorvaneBackend - sendLines: " + std::to_string(sendLines) +
+                                                              "DEBUG: \"CorvaneBackend - sendLines: " +
+                  std::to_string(sendLines) +
                   " rwsize: " + std::to_string(rwsize) + "\"\n";
   int k = 0;
   for (const WireRecord &f : fragments)
@@ -102,7 +105,8 @@ static std::string endpageLines(const std::vector<WireRecord> &fragments, int by
          " RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n";
   }
   s += "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_END sent\"\n"
-       "DEBUG: \"CorvaneBackend - PAGE " + std::to_string(pageCounter) + " sent\"\n";
+       "DEBUG: \"CorvaneBackend - PAGE " +
+       std::to_string(pageCounter) + " sent\"\n";
   return s;
 }
 
@@ -257,7 +261,9 @@ TEST(JobsBitmap, SmallColourPageFieldByField)
   for (const WireRecord &w : recs)
   {
     EXPECT_EQ(w.rec.nameLen, 6u);
-    EXPECT_EQ(w.payload, std::string("P\0" "1\0\0\0", 6));
+    EXPECT_EQ(w.payload, std::string("P\0"
+                                     "1\0\0\0",
+                                     6));
   }
   EXPECT_EQ(recs[0].rec.id, RCPACKETID_PRN_PAGE_START);
   size_t next;
@@ -268,7 +274,7 @@ TEST(JobsBitmap, SmallColourPageFieldByField)
   EXPECT_EQ(wireBitmap(frags), model.bitmap(12, 3));
   EXPECT_EQ(maskRasterAddress(run.err),
             "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n" + pageLines(1) +
-                allocLine(36, 3, 0) + endpageLines(frags, 12, 12, 3, 0, 166666, 1999992, 1));
+              allocLine(36, 3, 0) + endpageLines(frags, 12, 12, 3, 0, 166666, 1999992, 1));
 }
 
 TEST(JobsBitmap, DepthOneOddLineLengths)
@@ -297,8 +303,8 @@ TEST(JobsBitmap, DepthOneOddLineLengths)
     bitmap_compute_layout(bpl, &l);
     EXPECT_EQ(maskRasterAddress(run.err),
               pageLines(1) + allocLine(4 * bpl, 1, (int)(bpl * 72.0 / 612.0 + 0.5)) +
-                  endpageLines(frags, bpl, bpl, 4, aligned - bpl, l.sendLines, l.rwsize, 1))
-        << bpl;
+                endpageLines(frags, bpl, bpl, 4, aligned - bpl, l.sendLines, l.rwsize, 1))
+      << bpl;
   }
 }
 
@@ -335,7 +341,7 @@ TEST(JobsBitmap, TwoLinesPerFragmentBottomUp)
   EXPECT_EQ(wireBitmap(frags), bitmap);
   EXPECT_EQ(maskRasterAddress(run.err),
             pageLines(1) + allocLine(3500000, 1, 82353) +
-                endpageLines(frags, 700000, 700000, 5, 0, 2, 1400000, 1));
+              endpageLines(frags, 700000, 700000, 5, 0, 2, 1400000, 1));
 }
 
 TEST(JobsBitmap, ThirteenFragmentsOf261AndOne168)
@@ -362,7 +368,7 @@ TEST(JobsBitmap, ThirteenFragmentsOf261AndOne168)
   EXPECT_EQ(wireBitmap(frags), model.bitmap(bpl, 3300));
   EXPECT_EQ(maskRasterAddress(run.err),
             pageLines(1) + allocLine(25245000, 3, 300) +
-                endpageLines(frags, 7650, 7650, 3300, 2, 261, 1997172, 1));
+              endpageLines(frags, 7650, 7650, 3300, 2, 261, 1997172, 1));
 }
 
 TEST(JobsBitmap, LinesLongerThanAFragmentGoOnePerFragment)
@@ -387,7 +393,7 @@ TEST(JobsBitmap, LinesLongerThanAFragmentGoOnePerFragment)
   EXPECT_EQ(wireBitmap(frags), model.bitmap(bpl, 2));
   EXPECT_EQ(maskRasterAddress(run.err),
             pageLines(1) + allocLine(4000002, 1, 235294) +
-                endpageLines(frags, 2000001, 2000001, 2, 3, 1, 2000004, 1));
+              endpageLines(frags, 2000001, 2000001, 2, 3, 1, 2000004, 1));
 }
 
 TEST(JobsBitmap, ZeroLengthLinesSendAnEmptyBitmap)
@@ -397,7 +403,7 @@ TEST(JobsBitmap, ZeroLengthLinesSendAnEmptyBitmap)
   EXPECT_EQ(idsOf(recs), std::vector<uint32_t>({420, 411, 413, 421}));
   EXPECT_EQ(maskRasterAddress(run.err),
             pageLines(1) + allocLine(16, 1, 0) +
-                endpageLines({}, 0, 4, 2, 0, 0, 0, 1));
+              endpageLines({}, 0, 4, 2, 0, 0, 0, 1));
 }
 
 TEST(JobsBitmap, MoreLinesThanTheRasterHoldsSendWhite)

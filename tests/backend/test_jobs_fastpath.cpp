@@ -26,7 +26,8 @@
 struct Random
 {
   uint32_t x;
-  explicit Random(uint32_t seed) : x(seed ? seed : 1) {}
+  explicit Random(uint32_t seed)
+      : x(seed ? seed : 1) {}
   uint32_t next()
   {
     x ^= x << 13;
@@ -279,7 +280,7 @@ static void randomOperations(_cups_file_s *fp, const std::string &data, uint32_t
            reader go on to the next one, so none is read here. */
         size_t nl = data.find('\n', at);
         size_t stop = nl != std::string::npos && nl - at <= COMMAND_LINE_SIZE - 1 ? nl + 1
-                                                                                 : at + COMMAND_LINE_SIZE - 1;
+                                                                                  : at + COMMAND_LINE_SIZE - 1;
         std::string raw = data.substr(at, std::min(stop, data.size()) - at);
         if (raw.find_first_not_of(" \t\v\f\n") == std::string::npos)
           break;
@@ -290,7 +291,7 @@ static void randomOperations(_cups_file_s *fp, const std::string &data, uint32_t
         size_t first = text.find_first_not_of(" \t\v\f");
         size_t kwEnd = text.find_first_of(" \t\v\f", first);
         EXPECT_EQ(std::string(k), text.substr(first, kwEnd == std::string::npos ? std::string::npos
-                                                                                 : kwEnd - first));
+                                                                                : kwEnd - first));
         at = std::min(stop, data.size());
         break;
       }
@@ -398,7 +399,7 @@ struct JobModel
   std::string raster;
   size_t cursor = 0, stride = 0;
   int32_t bytesPerLine = 0, nLines = 0;
-  std::vector<std::string> pages;   /* each page's bitmap, bottom row first */
+  std::vector<std::string> pages; /* each page's bitmap, bottom row first */
 
   void allocate(size_t width, size_t height, size_t depth)
   {
@@ -499,7 +500,7 @@ TEST(JobsFastPage, RandomJobsMatchTheModel)
         std::string data = randomBytes(&r, n);
         for (char &c : data)
           if (c == '\n')
-            c = 'n';   /* keep a cut stream's tail from reading as lines */
+            c = 'n'; /* keep a cut stream's tail from reading as lines */
         stream += "LINE " + std::to_string(n) + "\n";
         if (cut && p == pages - 1 && l == lines - 1 && n > 1)
         {

@@ -230,7 +230,9 @@ TEST(JobsScan, UnsignedLikeFormattedInput)
   EXPECT_FALSE(u32("- 5", &v));
   EXPECT_FALSE(u32("x1", &v, &end));
   EXPECT_STREQ(end, "x1");
-  EXPECT_FALSE(u32("\xA0" "1", &v));
+  EXPECT_FALSE(u32("\xA0"
+                   "1",
+                   &v));
   EXPECT_EQ(v, 9u);
 }
 

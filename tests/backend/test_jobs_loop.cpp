@@ -50,9 +50,11 @@ TEST(JobsLoop, PrinterModelBuildsAndReplacesThePayload)
                      "DEBUG: CorvaneBackend - printer devicename: \"Office Printer\"\n"
                      "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n"
                      "DEBUG: CorvaneBackend - printer devicename: \"Queue Description\"\n");
-  EXPECT_EQ(run.wire, simpleRecord(418, std::string("P\0" "1\0\0\0", 6)) +
-                          simpleRecord(419, expectedPayload("Office Printer")) +
-                          simpleRecord(418, expectedPayload("Queue Description")));
+  EXPECT_EQ(run.wire, simpleRecord(418, std::string("P\0"
+                                                    "1\0\0\0",
+                                                    6)) +
+                        simpleRecord(419, expectedPayload("Office Printer")) +
+                        simpleRecord(418, expectedPayload("Queue Description")));
 }
 
 TEST(JobsLoop, NonAsciiPrinterName)
@@ -108,17 +110,20 @@ TEST(JobsLoop, PageNameIsCutTo41Bytes)
   LoopRun run = runLoop("PAGENAME\nPAGENAME " + longName + "\nPAGE 0 0 10 10 0 0 0 1 1 0\n");
   std::string cut = longName.substr(0, 41);
   EXPECT_EQ(run.err, "DEBUG: \"CorvaneBackend - PAGENAME - " + cut + "\"\n"
-                     "DEBUG: \"CorvaneBackend - PAGE 1 - value: 0 0 10 10 0 0 0 1 1 0\"\n"
-                     "DEBUG: \"CorvaneBackend - PAGE 1 - Starting page - [0 0 10 10]\"\n"
-                     "DEBUG: \"CorvaneBackend - PAGE - collate: 0 duplex: 0 tumble: 0 hwresX: 1 hwresY: 1 orientation: 0\"\n"
-                     "DEBUG: CorvaneBackend - PAGE - " + cut + " 0\n"
-                     "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n");
+                                                                     "DEBUG: \"CorvaneBackend - PAGE 1 - value: 0 0 10 10 0 0 0 1 1 0\"\n"
+                                                                     "DEBUG: \"CorvaneBackend - PAGE 1 - Starting page - [0 0 10 10]\"\n"
+                                                                     "DEBUG: \"CorvaneBackend - PAGE - collate: 0 duplex: 0 tumble: 0 hwresX: 1 hwresY: 1 orientation: 0\"\n"
+                                                                     "DEBUG: CorvaneBackend - PAGE - " +
+                       cut + " 0\n"
+                             "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n");
 }
 
 TEST(JobsLoop, PageSettingsFromTheFormatsExample)
 {
   LoopRun run = runLoop("PRINTERMODEL P1\nPAGENAME Letter\nPAGE 0 0 612 792 1 1 0 600 600 1\n");
-  const std::string p1("P\0" "1\0\0\0", 6);
+  const std::string p1("P\0"
+                       "1\0\0\0",
+                       6);
   EXPECT_EQ(run.wire, pageRecord(2, 1, 2794, 2159, 600, 1, 3, 1, p1));
   EXPECT_EQ(run.err, "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n"
                      "DEBUG: \"CorvaneBackend - PAGENAME - Letter\"\n"
@@ -136,13 +141,13 @@ TEST(JobsLoop, OrientationDuplexTumbleAndColour)
     const char *page;
     uint16_t orientation, duplex;
   } cases[] = {
-      {"PAGE 0 0 595 842 0 1 0 300 300 0", 1, 3},
-      {"PAGE 0 0 595 842 0 1 1 300 300 1", 2, 2},
-      {"PAGE 0 0 595 842 0 0 1 300 300 2", 2, 1},
-      {"PAGE 0 0 595 842 0 0 0 300 300 3", 2, 1},
-      {"PAGE 0 0 595 842 0 -1 5 300 300 -1", 2, 1},
-      {"PAGE 0 0 595 842 0 2 5 300 300 0", 1, 2},
-      {"PAGE 0 0 595 842 0 7 -3 300 300 0", 1, 3},
+    {"PAGE 0 0 595 842 0 1 0 300 300 0", 1, 3},
+    {"PAGE 0 0 595 842 0 1 1 300 300 1", 2, 2},
+    {"PAGE 0 0 595 842 0 0 1 300 300 2", 2, 1},
+    {"PAGE 0 0 595 842 0 0 0 300 300 3", 2, 1},
+    {"PAGE 0 0 595 842 0 -1 5 300 300 -1", 2, 1},
+    {"PAGE 0 0 595 842 0 2 5 300 300 0", 1, 2},
+    {"PAGE 0 0 595 842 0 7 -3 300 300 0", 1, 3},
   };
   std::string stream = "COLORDEVICE 1\nPAGENAME A4\n";
   std::string expected;
@@ -227,12 +232,12 @@ TEST(JobsLoop, PageStartResetsTheLineCount)
 {
   print_job_s *job = new print_job_s;
   LoopRun run = runLoop("PAGE 0 0 612 792 0 0 0 300 300 0\nRASTER 4 4 1\n" + lineCommand("abcd") +
-                            lineCommand("efgh") + "PAGE 1 2\n",
+                          lineCommand("efgh") + "PAGE 1 2\n",
                         "Office", job);
   EXPECT_EQ(job->nLines, 2);
   print_job_release(job);
   run = runLoop("PAGE 0 0 612 792 0 0 0 300 300 0\nRASTER 4 4 1\n" + lineCommand("abcd") +
-                    "PAGE 0 0 612 792 0 0 0 300 300 0\n",
+                  "PAGE 0 0 612 792 0 0 0 300 300 0\n",
                 "Office", job);
   EXPECT_EQ(job->nLines, 0);
   EXPECT_EQ(job->rasterCursor, job->raster_data + 4);
@@ -248,8 +253,8 @@ TEST(JobsLoop, FailedWriteEndsTheLoopAtOnce)
     std::string stream;
     std::string line;
   } cases[] = {
-      {"DOCUMENT\nCOLORDEVICE 1\n", "DEBUG: CorvaneBackend - socket_write(RCPACKETID_PRN_DOC_START) FAILED\n"},
-      {"ENDDOCUMENT\nCOLORDEVICE 1\n", "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_DOC_END) FAILED\n"},
+    {"DOCUMENT\nCOLORDEVICE 1\n", "DEBUG: CorvaneBackend - socket_write(RCPACKETID_PRN_DOC_START) FAILED\n"},
+    {"ENDDOCUMENT\nCOLORDEVICE 1\n", "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_DOC_END) FAILED\n"},
   };
   for (const Case &c : cases)
   {
@@ -282,7 +287,7 @@ TEST(JobsLoop, RepeatedInProcessRunsReleaseEverything)
   {
     print_job_s *job = new print_job_s;
     LoopRun run = runLoop("PRINTERMODEL P1\nPAGE 0 0 612 792 0 0 0 300 300 0\nRASTER 8 8 3\n" +
-                              lineCommand(std::string(24, 'x')) + "ENDPAGE\n",
+                            lineCommand(std::string(24, 'x')) + "ENDPAGE\n",
                           "Office", job);
     EXPECT_EQ(run.result, 1);
     EXPECT_NE(job->raster_data, nullptr);
@@ -292,7 +297,7 @@ TEST(JobsLoop, RepeatedInProcessRunsReleaseEverything)
     EXPECT_EQ(job->namePayload, nullptr);
     EXPECT_EQ(job->nameLen, 0u);
     EXPECT_STREQ(job->printerName, "Office");
-    print_job_release(job);  /* twice is harmless */
+    print_job_release(job); /* twice is harmless */
     delete job;
   }
 }
@@ -307,7 +312,7 @@ struct TightRun
 {
   int result = -1;
   std::string err;
-  std::string written;   /* what reached the pipe after the filler */
+  std::string written; /* what reached the pipe after the filler */
 };
 
 static TightRun runTight(const std::string &stream, size_t room)
@@ -374,19 +379,19 @@ TEST(JobsLoopTight, BitmapEndAndPageEndFailures)
   EXPECT_EQ(t.result, 0);
   EXPECT_EQ(maskRasterAddress(t.err),
             tightStart() +
-                "DEBUG: CorvaneBackend - bitmap bytesPerLine: 0 raster_w: 12 nLines: 0 alignPerLine: 0\n"
-                "DEBUG: \"CorvaneBackend - sendLines: 0 rwsize: 0\"\n" +
-                again + "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_BITMAP_END) FAILED\n");
+              "DEBUG: CorvaneBackend - bitmap bytesPerLine: 0 raster_w: 12 nLines: 0 alignPerLine: 0\n"
+              "DEBUG: \"CorvaneBackend - sendLines: 0 rwsize: 0\"\n" +
+              again + "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_BITMAP_END) FAILED\n");
   EXPECT_EQ(t.written.size(), 76u);
 
   t = runTight(stream, 44 + 32 + 12);
   EXPECT_EQ(t.result, 0);
   EXPECT_EQ(maskRasterAddress(t.err),
             tightStart() +
-                "DEBUG: CorvaneBackend - bitmap bytesPerLine: 0 raster_w: 12 nLines: 0 alignPerLine: 0\n"
-                "DEBUG: \"CorvaneBackend - sendLines: 0 rwsize: 0\"\n"
-                "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_END sent\"\n" +
-                again + "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_PAGE_END) FAILED\n");
+              "DEBUG: CorvaneBackend - bitmap bytesPerLine: 0 raster_w: 12 nLines: 0 alignPerLine: 0\n"
+              "DEBUG: \"CorvaneBackend - sendLines: 0 rwsize: 0\"\n"
+              "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_END sent\"\n" +
+              again + "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_PAGE_END) FAILED\n");
   EXPECT_EQ(t.written.substr(76), le32(413) + le32(12) + le32(0));
 }
 
@@ -395,8 +400,8 @@ TEST(JobsLoopTight, FragmentFixedPartAndDataFailures)
   const std::string again = std::string("Writing to socket failed: ") + strerror(EAGAIN) + "\n";
   std::string stream = std::string(kTightPage) + lineCommand("abcdefghijkl") + "ENDPAGE\nCOLORDEVICE 1\n";
   const std::string head = tightStart() +
-      "DEBUG: CorvaneBackend - bitmap bytesPerLine: 12 raster_w: 12 nLines: 1 alignPerLine: 0\n"
-      "DEBUG: \"CorvaneBackend - sendLines: 166666 rwsize: 1999992\"\n";
+                           "DEBUG: CorvaneBackend - bitmap bytesPerLine: 12 raster_w: 12 nLines: 1 alignPerLine: 0\n"
+                           "DEBUG: \"CorvaneBackend - sendLines: 166666 rwsize: 1999992\"\n";
   static const std::regex compressLine("DEBUG: \"CorvaneBackend - lzf_compress: ([0-9]+) sendLength: 12\"\n");
 
   /* The fixed part meets the full pipe. */

@@ -18,10 +18,11 @@ static std::string pageLines(int counter)
 {
   std::string n = std::to_string(counter);
   return "DEBUG: \"CorvaneBackend - PAGE " + n + " - value: 0 0 612 792 0 0 0 300 300 0\"\n"
-         "DEBUG: \"CorvaneBackend - PAGE " + n + " - Starting page - [0 0 612 792]\"\n"
-         "DEBUG: \"CorvaneBackend - PAGE - collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0\"\n"
-         "DEBUG: CorvaneBackend - PAGE -  0\n"
-         "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n";
+                                                 "DEBUG: \"CorvaneBackend - PAGE " +
+         n + " - Starting page - [0 0 612 792]\"\n"
+             "DEBUG: \"CorvaneBackend - PAGE - collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0\"\n"
+             "DEBUG: CorvaneBackend - PAGE -  0\n"
+             "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n";
 }
 
 static std::string allocLine(const char *size, int depth, int res)
@@ -54,27 +55,27 @@ TEST(JobsRaster, RefusedSizes)
                         "RASTER 0 50 3\n"
                         "RASTER 100 0 1\n"
                         "RASTER x\n"
-                        "RASTER 65536 65536 1\n"          /* 2^32: does not fit */
+                        "RASTER 65536 65536 1\n" /* 2^32: does not fit */
                         "RASTER 4294967295 4294967295 3\n"
-                        "RASTER 1431655766 1 3\n"         /* 2^32 + 2 */
+                        "RASTER 1431655766 1 3\n" /* 2^32 + 2 */
                         "ENDPAGE\n");
   EXPECT_EQ(run.result, 1);
   std::string err = maskRasterAddress(run.err);
   std::string expected = pageLines(1) +
-      "DEBUG: CorvaneBackend - Raster data CANNOT allocate (100 * 50 * 2) !!!\n"
-      "DEBUG: CorvaneBackend - Raster data CANNOT allocate - '100 50' !!!\n"
-      "DEBUG: CorvaneBackend - Raster data CANNOT allocate (0 * 50 * 3) !!!\n"
-      "DEBUG: CorvaneBackend - Raster data CANNOT allocate (100 * 0 * 1) !!!\n"
-      "DEBUG: CorvaneBackend - Raster data CANNOT allocate - 'x' !!!\n"
-      "DEBUG: CorvaneBackend - Raster data CANNOT allocate (65536 * 65536 * 1) !!!\n"
-      "DEBUG: CorvaneBackend - Raster data CANNOT allocate (-1 * -1 * 3) !!!\n"
-      "DEBUG: CorvaneBackend - Raster data CANNOT allocate (1431655766 * 1 * 3) !!!\n"
-      "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data EMPTY\"\n"
-      "DEBUG: CorvaneBackend - NO ALLOCATED raster_data !!!\n";
+                         "DEBUG: CorvaneBackend - Raster data CANNOT allocate (100 * 50 * 2) !!!\n"
+                         "DEBUG: CorvaneBackend - Raster data CANNOT allocate - '100 50' !!!\n"
+                         "DEBUG: CorvaneBackend - Raster data CANNOT allocate (0 * 50 * 3) !!!\n"
+                         "DEBUG: CorvaneBackend - Raster data CANNOT allocate (100 * 0 * 1) !!!\n"
+                         "DEBUG: CorvaneBackend - Raster data CANNOT allocate - 'x' !!!\n"
+                         "DEBUG: CorvaneBackend - Raster data CANNOT allocate (65536 * 65536 * 1) !!!\n"
+                         "DEBUG: CorvaneBackend - Raster data CANNOT allocate (-1 * -1 * 3) !!!\n"
+                         "DEBUG: CorvaneBackend - Raster data CANNOT allocate (1431655766 * 1 * 3) !!!\n"
+                         "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data EMPTY\"\n"
+                         "DEBUG: CorvaneBackend - NO ALLOCATED raster_data !!!\n";
   EXPECT_EQ(err, expected);
   EXPECT_EQ(run.wire, le32(420) + le32(44) + le32(0x1F1F) + le16(1) + le16(0) + le16(2794) +
-                          le16(2159) + le16(100) + le16(1) + le16(7) + le16(300) + le16(1) +
-                          le16(1) + le16(0) + std::string(6, '\0') + le32(0));
+                        le16(2159) + le16(100) + le16(1) + le16(7) + le16(300) + le16(1) +
+                        le16(1) + le16(0) + std::string(6, '\0') + le32(0));
 }
 
 TEST(JobsRaster, AllocatesOnceClearedToWhite)
@@ -114,12 +115,12 @@ TEST(JobsRaster, LinesFillByTheCursorAndFirstLengthSticks)
   KeptJob k;
   std::string a(30, 'a'), b(20, 'b'), c(30, 'c');
   LoopRun run = runLoop(std::string(kPage) + "RASTER 10 10 3\n" + lineCommand(a) + lineCommand(b) +
-                            lineCommand(c) + "COLORDEVICE 1\n",
+                          lineCommand(c) + "COLORDEVICE 1\n",
                         "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err),
             pageLines(1) + allocLine("300", 3, 1) +
-                "DEBUG: LINE - bytesPerLine: 30 bytes: 20\n"
-                "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n");
+              "DEBUG: LINE - bytesPerLine: 30 bytes: 20\n"
+              "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n");
   EXPECT_EQ(k.job.bytesPerLine, 30);
   EXPECT_EQ(k.job.nLines, 3);
   EXPECT_EQ(std::string((char *)k.job.raster_data, 80), a + b + c);
@@ -135,13 +136,13 @@ TEST(JobsRaster, ExcessBytesAreReadAndDropped)
   std::string first(90, 'f');
   std::string over = std::string(10, 'k') + std::string(20, 'd');
   LoopRun run = runLoop(std::string(kPage) + "RASTER 10 10 1\n" + lineCommand(first) +
-                            lineCommand(over) + lineCommand("zz") + "COLORDEVICE 0\n",
+                          lineCommand(over) + lineCommand("zz") + "COLORDEVICE 0\n",
                         "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err),
             pageLines(1) + allocLine("100", 1, 1) +
-                "DEBUG: LINE - bytesPerLine: 90 bytes: 30\n"
-                "DEBUG: LINE - bytesPerLine: 90 bytes: 2\n"
-                "DEBUG: \"CorvaneBackend - COLORDEVICE: False\"\n");
+              "DEBUG: LINE - bytesPerLine: 90 bytes: 30\n"
+              "DEBUG: LINE - bytesPerLine: 90 bytes: 2\n"
+              "DEBUG: \"CorvaneBackend - COLORDEVICE: False\"\n");
   EXPECT_EQ(std::string((char *)k.job.raster_data, 100), first + std::string(10, 'k'));
   EXPECT_EQ(k.job.rasterCursor, k.job.rasterEnd);
   EXPECT_EQ(k.job.nLines, 3);
@@ -154,7 +155,7 @@ TEST(JobsRaster, LargeExcessIsDroppedInBulk)
   LoopRun run = runLoop(std::string(kPage) + "RASTER 10 1 1\n" + lineCommand(big) + "COLORDEVICE 1\n",
                         "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("10", 1, 1) +
-                                            "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n");
+                                          "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n");
   EXPECT_EQ(k.job.bytesPerLine, 3000000);
   EXPECT_EQ(k.job.nLines, 1);
 }
@@ -168,7 +169,7 @@ TEST(JobsRaster, LineBeforeRasterLeavesItsDataInTheStream)
   KeptJob k;
   run = runLoop(std::string(kPage) + "RASTER 4 1 1\nLINE\nPAGENAME B5\n", "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("4", 1, 0) +
-                                            "DEBUG: \"CorvaneBackend - PAGENAME - B5\"\n");
+                                          "DEBUG: \"CorvaneBackend - PAGENAME - B5\"\n");
   EXPECT_EQ(k.job.nLines, 0);
 }
 
@@ -176,25 +177,25 @@ TEST(JobsRaster, RejectedLineCounts)
 {
   KeptJob k;
   LoopRun run = runLoop(std::string(kPage) + "RASTER 4 4 1\n"
-                            "LINE -5\nPAGENAME A\n"
-                            "LINE abc\nPAGENAME B\n"
-                            "LINE 2147483648\nPAGENAME C\n"
-                            "LINE 99999999999999999999\nPAGENAME D\n"
-                            "LINE -2147483649\nPAGENAME E\n"
-                            "LINE 2147483647x\nLINE 4\nwxyz",
+                                             "LINE -5\nPAGENAME A\n"
+                                             "LINE abc\nPAGENAME B\n"
+                                             "LINE 2147483648\nPAGENAME C\n"
+                                             "LINE 99999999999999999999\nPAGENAME D\n"
+                                             "LINE -2147483649\nPAGENAME E\n"
+                                             "LINE 2147483647x\nLINE 4\nwxyz",
                         "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err),
             pageLines(1) + allocLine("16", 1, 0) +
-                "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '-5' is negative !!!\n"
-                "DEBUG: \"CorvaneBackend - PAGENAME - A\"\n"
-                "DEBUG: CorvaneBackend - LINE - REJECTED: byte count 'abc' is not a number !!!\n"
-                "DEBUG: \"CorvaneBackend - PAGENAME - B\"\n"
-                "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '2147483648' is too large !!!\n"
-                "DEBUG: \"CorvaneBackend - PAGENAME - C\"\n"
-                "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '99999999999999999999' is too large !!!\n"
-                "DEBUG: \"CorvaneBackend - PAGENAME - D\"\n"
-                "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '-2147483649' is negative !!!\n"
-                "DEBUG: \"CorvaneBackend - PAGENAME - E\"\n");
+              "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '-5' is negative !!!\n"
+              "DEBUG: \"CorvaneBackend - PAGENAME - A\"\n"
+              "DEBUG: CorvaneBackend - LINE - REJECTED: byte count 'abc' is not a number !!!\n"
+              "DEBUG: \"CorvaneBackend - PAGENAME - B\"\n"
+              "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '2147483648' is too large !!!\n"
+              "DEBUG: \"CorvaneBackend - PAGENAME - C\"\n"
+              "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '99999999999999999999' is too large !!!\n"
+              "DEBUG: \"CorvaneBackend - PAGENAME - D\"\n"
+              "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '-2147483649' is negative !!!\n"
+              "DEBUG: \"CorvaneBackend - PAGENAME - E\"\n");
   /* 2147483647x is a number followed by text, as strtol reads it: it is
      taken, all of the rest of the stream is dropped, and nothing is left
      for the LINE 4 after it. */
@@ -240,10 +241,10 @@ TEST(JobsRaster, ALaterLineOfAnotherLengthIsStoredWithItsOwn)
   KeptJob k;
   std::string a(7650, 'a'), b(7000, 'b');
   LoopRun run = runLoop(std::string(kPage) + "RASTER 2550 3300 3\n" + lineCommand(a) + lineCommand(b) +
-                            lineCommand(a),
+                          lineCommand(a),
                         "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("25245000", 3, 300) +
-                                            "DEBUG: LINE - bytesPerLine: 7650 bytes: 7000\n");
+                                          "DEBUG: LINE - bytesPerLine: 7650 bytes: 7000\n");
   EXPECT_EQ(k.job.bytesPerLine, 7650);
   EXPECT_EQ(k.job.nLines, 3);
   EXPECT_EQ(k.job.rasterCursor, k.job.raster_data + 7650 + 7000 + 7650);

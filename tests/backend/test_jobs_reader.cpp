@@ -63,7 +63,7 @@ TEST(JobsReader, NewRecordIsZeroFilledForReading)
   EXPECT_EQ(fp->pos, 0);
   EXPECT_EQ(fp->bufpos, 0);
   EXPECT_EQ(fp->printf_buf, nullptr);
-  free(fp);  /* not cups_file_close(): that must not close our stdin anyway */
+  free(fp); /* not cups_file_close(): that must not close our stdin anyway */
 }
 
 TEST(JobsReader, FillCountsThePreviousBufferAndSetsEof)

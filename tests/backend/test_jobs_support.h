@@ -59,9 +59,9 @@ inline bool writeFile(const std::string &path, const std::string &bytes)
 /* What one in-process run of the command loop produced. */
 struct LoopRun
 {
-  int result = -1;        /* command_loop's result */
-  std::string err;        /* standard error during the loop */
-  std::string wire;       /* bytes the host received */
+  int result = -1;  /* command_loop's result */
+  std::string err;  /* standard error during the loop */
+  std::string wire; /* bytes the host received */
 };
 
 /* Runs the command loop over stream with a fresh job.  When job is given
@@ -143,7 +143,7 @@ inline std::vector<uint32_t> idsOf(const std::vector<WireRecord> &recs)
 inline std::string maskRasterAddress(const std::string &log)
 {
   static const std::regex address(
-      "(Raster data allocated and cleared to white: 0x)[0-9A-F]+( size:)");
+    "(Raster data allocated and cleared to white: 0x)[0-9A-F]+( size:)");
   return std::regex_replace(log, address, "$1<ADDR>$2");
 }
 

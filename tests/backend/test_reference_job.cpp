@@ -35,12 +35,12 @@ namespace {
 struct RefRecord
 {
   int lineNumber = 0;
-  std::string name;                 /* DOC_START, PAGE_START, ... */
-  std::vector<std::string> fields;  /* field names in order, plain excluded */
-  std::string wire;                 /* the fields' bytes, concatenated */
-  std::string payload;              /* the payload field's bytes */
-  std::string data;                 /* a fragment's data field */
-  std::string plain;                /* a fragment's plain field */
+  std::string name;                /* DOC_START, PAGE_START, ... */
+  std::vector<std::string> fields; /* field names in order, plain excluded */
+  std::string wire;                /* the fields' bytes, concatenated */
+  std::string payload;             /* the payload field's bytes */
+  std::string data;                /* a fragment's data field */
+  std::string plain;               /* a fragment's plain field */
   bool hasPlain = false;
 };
 
@@ -264,8 +264,9 @@ void expectConsistent(const std::vector<RefRecord> &records)
     SCOPED_TRACE("records file line " + std::to_string(r.lineNumber) + " " + r.name);
     std::vector<std::string> want = fieldsOf(r.name);
     ASSERT_FALSE(want.empty());
-    uint32_t nameLen = le32At(r.wire, r.name == "PAGE_START" ? 40 : r.name == "BITMAP_HDR" ? 28 :
-                                      r.name == "BITMAP_FRAGMENT" ? 16 : 8);
+    uint32_t nameLen = le32At(r.wire, r.name == "PAGE_START" ? 40 : r.name == "BITMAP_HDR"      ? 28
+                                                                  : r.name == "BITMAP_FRAGMENT" ? 16
+                                                                                                : 8);
     if (nameLen)
       want.push_back("payload");
     if (r.name == "BITMAP_FRAGMENT")
@@ -387,38 +388,38 @@ TEST(ReferenceJob, ColourJobTwoPagesOneRaster)
   const std::string p = kPageLogPrefix;
   EXPECT_EQ(run.log,
             "DEBUG: CorvaneBackend - printer devicename: \"K\xC3\xBC\xE2\x82\xAC\xF0\x9F\x98\x80\"\n" +
-            p + "COLORDEVICE: True\"\n" +
-            p + "PAGENAME - A4\"\n" +
-            p + "PAGE 1 - value: 0 0 595 842 1 1 1 300 600 1\"\n" +
-            p + "PAGE 1 - Starting page - [0 0 595 842]\"\n" +
-            p + "PAGE - collate: 1 duplex: 1 tumble: 1 hwresX: 300 hwresY: 600 orientation: 1\"\n"
-            "DEBUG: CorvaneBackend - PAGE - A4 9\n" +
-            p + "RCPACKET_PRN_PAGE_START was sent\"\n"
-            "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 60 depth: 3 res: 1\n" +
-            p + "ENDPAGE - raster_data OK\"\n" +
-            p + "RCPACKET_PRN_BITMAP_HDR sent\"\n"
-            "DEBUG: CorvaneBackend - bitmap bytesPerLine: 15 raster_w: 15 nLines: 4 alignPerLine: 1\n" +
-            p + "sendLines: 125000 rwsize: 2000000\"\n" +
-            p + "lzf_compress: 66 sendLength: 64\"\n" +
-            p + "1/4 RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n" +
-            p + "RCPACKET_PRN_BITMAP_END sent\"\n" +
-            p + "PAGE 1 sent\"\n" +
-            p + "PAGENAME - Letter\"\n" +
-            p + "PAGE 2 - value: 0 0 612 792 0 0 0 600 300 0\"\n" +
-            p + "PAGE 2 - Starting page - [0 0 612 792]\"\n" +
-            p + "PAGE - collate: 0 duplex: 0 tumble: 0 hwresX: 600 hwresY: 300 orientation: 0\"\n"
-            "DEBUG: CorvaneBackend - PAGE - Letter 1\n" +
-            p + "RCPACKET_PRN_PAGE_START was sent\"\n"
-            "DEBUG: CorvaneBackend - RASTER with ERROR: value '5 4 3' raster_data: 0x<ADDR> width: 612.000000 height: 792.000000 !!!\n" +
-            p + "ENDPAGE - raster_data OK\"\n" +
-            p + "RCPACKET_PRN_BITMAP_HDR sent\"\n"
-            "DEBUG: CorvaneBackend - bitmap bytesPerLine: 15 raster_w: 15 nLines: 2 alignPerLine: 1\n" +
-            p + "sendLines: 125000 rwsize: 2000000\"\n" +
-            p + "lzf_compress: 33 sendLength: 32\"\n" +
-            p + "1/2 RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n" +
-            p + "RCPACKET_PRN_BITMAP_END sent\"\n" +
-            p + "PAGE 2 sent\"\n"
-            "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n");
+              p + "COLORDEVICE: True\"\n" +
+              p + "PAGENAME - A4\"\n" +
+              p + "PAGE 1 - value: 0 0 595 842 1 1 1 300 600 1\"\n" +
+              p + "PAGE 1 - Starting page - [0 0 595 842]\"\n" +
+              p + "PAGE - collate: 1 duplex: 1 tumble: 1 hwresX: 300 hwresY: 600 orientation: 1\"\n"
+                  "DEBUG: CorvaneBackend - PAGE - A4 9\n" +
+              p + "RCPACKET_PRN_PAGE_START was sent\"\n"
+                  "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 60 depth: 3 res: 1\n" +
+              p + "ENDPAGE - raster_data OK\"\n" +
+              p + "RCPACKET_PRN_BITMAP_HDR sent\"\n"
+                  "DEBUG: CorvaneBackend - bitmap bytesPerLine: 15 raster_w: 15 nLines: 4 alignPerLine: 1\n" +
+              p + "sendLines: 125000 rwsize: 2000000\"\n" +
+              p + "lzf_compress: 66 sendLength: 64\"\n" +
+              p + "1/4 RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n" +
+              p + "RCPACKET_PRN_BITMAP_END sent\"\n" +
+              p + "PAGE 1 sent\"\n" +
+              p + "PAGENAME - Letter\"\n" +
+              p + "PAGE 2 - value: 0 0 612 792 0 0 0 600 300 0\"\n" +
+              p + "PAGE 2 - Starting page - [0 0 612 792]\"\n" +
+              p + "PAGE - collate: 0 duplex: 0 tumble: 0 hwresX: 600 hwresY: 300 orientation: 0\"\n"
+                  "DEBUG: CorvaneBackend - PAGE - Letter 1\n" +
+              p + "RCPACKET_PRN_PAGE_START was sent\"\n"
+                  "DEBUG: CorvaneBackend - RASTER with ERROR: value '5 4 3' raster_data: 0x<ADDR> width: 612.000000 height: 792.000000 !!!\n" +
+              p + "ENDPAGE - raster_data OK\"\n" +
+              p + "RCPACKET_PRN_BITMAP_HDR sent\"\n"
+                  "DEBUG: CorvaneBackend - bitmap bytesPerLine: 15 raster_w: 15 nLines: 2 alignPerLine: 1\n" +
+              p + "sendLines: 125000 rwsize: 2000000\"\n" +
+              p + "lzf_compress: 33 sendLength: 32\"\n" +
+              p + "1/2 RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n" +
+              p + "RCPACKET_PRN_BITMAP_END sent\"\n" +
+              p + "PAGE 2 sent\"\n"
+                  "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n");
 }
 
 TEST(ReferenceJob, GrayJobWithoutNameFirst)
@@ -435,20 +436,20 @@ TEST(ReferenceJob, GrayJobWithoutNameFirst)
   const std::string p = kPageLogPrefix;
   EXPECT_EQ(run.log,
             "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n" +
-            p + "COLORDEVICE: False\"\n" +
-            p + "PAGE 1 - value: 10 20 144 72 -2 1 0 200 100 3\"\n" +
-            p + "PAGE 1 - Starting page - [10 20 144 72]\"\n" +
-            p + "PAGE - collate: -2 duplex: 1 tumble: 0 hwresX: 200 hwresY: 100 orientation: 3\"\n"
-            "DEBUG: CorvaneBackend - PAGE -  0\n" +
-            p + "RCPACKET_PRN_PAGE_START was sent\"\n"
-            "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 12 depth: 1 res: 3\n" +
-            p + "ENDPAGE - raster_data OK\"\n" +
-            p + "RCPACKET_PRN_BITMAP_HDR sent\"\n"
-            "DEBUG: CorvaneBackend - bitmap bytesPerLine: 6 raster_w: 6 nLines: 2 alignPerLine: 2\n" +
-            p + "sendLines: 250000 rwsize: 2000000\"\n" +
-            p + "lzf_compress: 17 sendLength: 16\"\n" +
-            p + "1/2 RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n" +
-            p + "RCPACKET_PRN_BITMAP_END sent\"\n" +
-            p + "PAGE 1 sent\"\n"
-            "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n");
+              p + "COLORDEVICE: False\"\n" +
+              p + "PAGE 1 - value: 10 20 144 72 -2 1 0 200 100 3\"\n" +
+              p + "PAGE 1 - Starting page - [10 20 144 72]\"\n" +
+              p + "PAGE - collate: -2 duplex: 1 tumble: 0 hwresX: 200 hwresY: 100 orientation: 3\"\n"
+                  "DEBUG: CorvaneBackend - PAGE -  0\n" +
+              p + "RCPACKET_PRN_PAGE_START was sent\"\n"
+                  "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 12 depth: 1 res: 3\n" +
+              p + "ENDPAGE - raster_data OK\"\n" +
+              p + "RCPACKET_PRN_BITMAP_HDR sent\"\n"
+                  "DEBUG: CorvaneBackend - bitmap bytesPerLine: 6 raster_w: 6 nLines: 2 alignPerLine: 2\n" +
+              p + "sendLines: 250000 rwsize: 2000000\"\n" +
+              p + "lzf_compress: 17 sendLength: 16\"\n" +
+              p + "1/2 RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n" +
+              p + "RCPACKET_PRN_BITMAP_END sent\"\n" +
+              p + "PAGE 1 sent\"\n"
+                  "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n");
 }

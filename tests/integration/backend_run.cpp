@@ -31,8 +31,8 @@ std::vector<std::string> backendArgv(const std::vector<std::string> &args)
 std::string normalizeAddresses(const std::string &log)
 {
   static const std::regex address(
-      "(DEBUG: CorvaneBackend\\.getPrinterName - (?:http|ipp_t\\* request): 0x)"
-      "0*[1-9A-F][0-9A-F]*\n");
+    "(DEBUG: CorvaneBackend\\.getPrinterName - (?:http|ipp_t\\* request): 0x)"
+    "0*[1-9A-F][0-9A-F]*\n");
   return std::regex_replace(log, address, "$1<HEX>\n");
 }
 
@@ -48,7 +48,7 @@ std::string lookupLines(const char *printer, bool connected)
   if (printer)
     s += std::string("DEBUG: CorvaneBackend.getPrinterName - http: 0x") +
          (connected ? "<HEX>" : "0") + "\n"
-         "DEBUG: CorvaneBackend.getPrinterName - ipp_t* request: 0x<HEX>\n";
+                                       "DEBUG: CorvaneBackend.getPrinterName - ipp_t* request: 0x<HEX>\n";
   return s;
 }
 

@@ -29,10 +29,10 @@ std::string banner(int argc);
 /* getenv line and, when printer is not null, the two address lines (with
    "<HEX>", or "0x0" for the connection when connected is false). */
 std::string lookupLines(const char *printer, bool connected = true);
-std::string lookupNoResponse();                        /* "cupsDoRequest FAILED" */
+std::string lookupNoResponse();                          /* "cupsDoRequest FAILED" */
 std::string lookupFailed(const std::string &statusText); /* getPrinterName failed: %s */
-std::string nameLine(const char *name);                /* getPrinterName(): "%s" */
-std::string discoveryLine(const std::string &name);    /* stdout, no new line */
+std::string nameLine(const char *name);                  /* getPrinterName(): "%s" */
+std::string discoveryLine(const std::string &name);      /* stdout, no new line */
 std::string discoveryDebugLine(const std::string &name);
 std::string usageLine();
 std::string copiesLine(const std::string &argv4);

@@ -64,7 +64,7 @@ TEST(CupsdFixture, StartsTakesQueuesAndStopsWithoutTrace)
   EXPECT_EQ(f.pid, -1);
   EXPECT_FALSE(processAlive(pid));
   EXPECT_FALSE(exists(dir));
-  cupsdStop(&f);   /* a second stop is harmless */
+  cupsdStop(&f); /* a second stop is harmless */
   /* The system's programs behind the links are untouched. */
   EXPECT_TRUE(exists("/usr/lib/cups/daemon/cups-exec"));
 }
@@ -124,7 +124,7 @@ TEST(CupsdFixture, SchedulerDiesWithItsTestProgram)
     std::string report = std::to_string(f.pid) + " " + f.dir + "\n";
     if (write(fds[1], report.data(), report.size()) != (ssize_t)report.size())
       _exit(2);
-    _exit(0);   /* no cupsdStop, no exit handlers */
+    _exit(0); /* no cupsdStop, no exit handlers */
   }
   close(fds[1]);
   char buf[512] = {0};
@@ -148,4 +148,4 @@ TEST(CupsdFixture, SchedulerDiesWithItsTestProgram)
   removeTempDir(dir);
 }
 
-}  // namespace
+} // namespace

@@ -221,7 +221,7 @@ TEST_F(Driver, NoHostListeningEndsWithFourBeforeReadingTheInput)
   EXPECT_EQ(consumed, 0) << "the input was read although there was no host";
   EXPECT_EQ(normalizeAddresses(r.err),
             banner(6) + lookupLines("Office") + nameLine("Office Laser") + copiesLine("1") +
-                connectFailedLines("/tmp/kivprinter.sock", "No such file or directory"));
+              connectFailedLines("/tmp/kivprinter.sock", "No such file or directory"));
 }
 
 TEST_F(Driver, NoHostListeningWithAFile)
@@ -232,7 +232,7 @@ TEST_F(Driver, NoHostListeningWithAFile)
   EXPECT_EQ(r.exitStatus, 4);
   EXPECT_EQ(normalizeAddresses(r.err),
             banner(7) + lookupLines("Office") + nameLine("Office Laser") + copiesLine("2") +
-                connectFailedLines("/tmp/kivprinter.sock", "No such file or directory"));
+              connectFailedLines("/tmp/kivprinter.sock", "No such file or directory"));
 }
 
 TEST_F(Driver, HostPathThatIsNotASocketRefuses)
@@ -245,7 +245,7 @@ TEST_F(Driver, HostPathThatIsNotASocketRefuses)
   EXPECT_EQ(r.exitStatus, 4);
   EXPECT_EQ(normalizeAddresses(r.err),
             banner(6) + lookupLines("Office") + nameLine("Office Laser") + copiesLine("1") +
-                connectFailedLines("/tmp/kivprinter.sock", "Connection refused"));
+              connectFailedLines("/tmp/kivprinter.sock", "Connection refused"));
 }
 
 TEST_F(Driver, HostSocketWithoutListenerRefuses)
@@ -262,7 +262,7 @@ TEST_F(Driver, HostSocketWithoutListenerRefuses)
   EXPECT_EQ(r.exitStatus, 4);
   EXPECT_EQ(normalizeAddresses(r.err),
             banner(6) + lookupLines("Office") + nameLine("Office Laser") + copiesLine("1") +
-                connectFailedLines("/tmp/kivprinter.sock", "Connection refused"));
+              connectFailedLines("/tmp/kivprinter.sock", "Connection refused"));
 }
 
 TEST_F(Driver, UnreadableFileNamesTheSystemError)
@@ -282,7 +282,7 @@ TEST_F(Driver, UnreadableFileNamesTheSystemError)
     ASSERT_TRUE(r.exited);
     EXPECT_EQ(r.exitStatus, 4);
     EXPECT_EQ(normalizeAddresses(r.err), banner(7) + lookupLines("Office") +
-                                             nameLine("Office Laser") + openFailedLine(c.text));
+                                           nameLine("Office Laser") + openFailedLine(c.text));
   }
   /* Before any connection. */
   EXPECT_EQ(sinkConnections(&sink), 0u);
@@ -329,7 +329,7 @@ TEST_F(Driver, InputDescriptorsAreCloseOnExec)
   for (bool fromFile : {false, true})
   {
     SCOPED_TRACE(fromFile ? "file argument" : "standard input");
-    int writer = open(fifo.c_str(), O_RDWR);   /* keeps the pipe open both ways */
+    int writer = open(fifo.c_str(), O_RDWR); /* keeps the pipe open both ways */
     ASSERT_GE(writer, 0);
     int reader = open(fifo.c_str(), O_RDONLY);
     ASSERT_GE(reader, 0);
@@ -362,4 +362,4 @@ TEST_F(Driver, InputDescriptorsAreCloseOnExec)
   }
 }
 
-}  // namespace
+} // namespace

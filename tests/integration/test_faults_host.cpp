@@ -46,15 +46,15 @@ const size_t kBigRecord = 1000000;
 struct Event
 {
   bool write = false;
-  std::string text;      /* the line, or the record's failure line */
+  std::string text; /* the line, or the record's failure line */
   int record = -1;
 };
 
 /* A job, command by command, with the log and records it must give. */
 struct Script
 {
-  std::vector<std::string> commands;     /* stream pieces, one per command */
-  std::vector<int> commandOfRecord;      /* record -> command that sends it */
+  std::vector<std::string> commands; /* stream pieces, one per command */
+  std::vector<int> commandOfRecord;  /* record -> command that sends it */
   std::vector<Event> events;
 
   void command(const std::string &bytes) { commands.push_back(bytes); }
@@ -156,8 +156,8 @@ void endpageLines(Script *s, int bytesPerLine, int nLines, int sendLines,
   s->line(kQ + "PAGE " + std::to_string(pageCounter) + " sent\"\n");
 }
 
-const int kRows = 666;        /* two fragments of 333 lines */
-const int kRowBytes = 6000;   /* RASTER 2000 666 3 */
+const int kRows = 666;      /* two fragments of 333 lines */
+const int kRowBytes = 6000; /* RASTER 2000 666 3 */
 
 /* The job every hang-up runs: a document with a page of noise (two big
    fragments), a page without lines of its own (header, bitmap end and page
@@ -387,7 +387,8 @@ TEST_F(HostFaults, HangUpAtEveryRecordBoundaryAndInsideRecords)
           printf("hang-up after %zu bytes: record %zu failed (%s), allowed %zu to %zu\n", B, j,
                  strerror(err), first, last);
         }
-    EXPECT_TRUE(matched) << "log:\n" << log << "\nexpected (failing at record " << first << "):\n"
+    EXPECT_TRUE(matched) << "log:\n"
+                         << log << "\nexpected (failing at record " << first << "):\n"
                          << s.failedLog((int)first, EPIPE);
   }
 }
@@ -493,7 +494,7 @@ TEST_F(HostFaults, HostThatNeverReadsBlocksTheBackendUntilSigterm)
   EXPECT_GE(cpu0, 0.0);
   EXPECT_LT(cpu1 - cpu0, 0.5) << "the backend spins instead of blocking";
   EXPECT_EQ(before.substr(before.rfind('\n', before.size() - 2) + 1).find("DEBUG: \"CorvaneBackend - lzf_compress: "), 0u)
-      << before;
+    << before;
 
   /* The scheduler cancels the job. */
   double t0 = monotonicNow();

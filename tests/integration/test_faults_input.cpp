@@ -36,7 +36,7 @@ struct InputRun
   std::string log;
   std::vector<WireRecord> recs;
   std::vector<uint32_t> ids;
-  long parentRssKb = 0;   /* this process's RSS when it forked the backend */
+  long parentRssKb = 0; /* this process's RSS when it forked the backend */
 };
 
 /* Runs one job with stream on its standard input and a host that reads
@@ -93,7 +93,7 @@ const char kPage[] = "PAGE 0 0 612 792 0 0 0 300 300 0\n";
 std::string pageLog(int counter = 1)
 {
   return faultsPageLines(counter, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
-                   "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", " 0");
+                         "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", " 0");
 }
 
 /* Points to tenths of a millimetre as the page record carries them: the
@@ -125,17 +125,17 @@ TEST_F(InputFaults, StreamCutInsideALine)
   {
     const char *what;
     std::string tail;
-    std::string log;   /* between the raster line and the finished line */
+    std::string log; /* between the raster line and the finished line */
   };
   const std::vector<Case> cases = {
-      {"no data byte", "LINE 12\n", ""},
-      {"one data byte", "LINE 12\nm", ""},
-      {"five data bytes", "LINE 12\nmnopq", ""},
-      {"one byte short", "LINE 12\nmnopqrstuvw", ""},
-      {"data that spells a command", "LINE 12\nENDPAGE\n", ""},
-      {"longer than the room", "LINE 30\nmnopqrstuvwxyz0123456", "DEBUG: LINE - bytesPerLine: 12 bytes: 30\n"},
-      {"inside the keyword", "LIN", ""},
-      {"inside the count", "LINE 1", "DEBUG: LINE - bytesPerLine: 12 bytes: 1\n"},
+    {"no data byte", "LINE 12\n", ""},
+    {"one data byte", "LINE 12\nm", ""},
+    {"five data bytes", "LINE 12\nmnopq", ""},
+    {"one byte short", "LINE 12\nmnopqrstuvw", ""},
+    {"data that spells a command", "LINE 12\nENDPAGE\n", ""},
+    {"longer than the room", "LINE 30\nmnopqrstuvwxyz0123456", "DEBUG: LINE - bytesPerLine: 12 bytes: 30\n"},
+    {"inside the keyword", "LIN", ""},
+    {"inside the count", "LINE 1", "DEBUG: LINE - bytesPerLine: 12 bytes: 1\n"},
   };
   for (const Case &c : cases)
   {
@@ -186,12 +186,12 @@ std::string randomCommands(uint32_t seed, int count)
   auto number = [&]() -> std::string {
     switch (next() % 8)
     {
-    case 0: return "-" + std::to_string(next() % 100000);
-    case 1: return std::to_string(next()) + std::to_string(next());
-    case 2: return "0";
-    case 3: return "-2147483649";
-    case 4: return "4294967296";
-    default: return std::to_string(next() % 700);
+      case 0: return "-" + std::to_string(next() % 100000);
+      case 1: return std::to_string(next()) + std::to_string(next());
+      case 2: return "0";
+      case 3: return "-2147483649";
+      case 4: return "4294967296";
+      default: return std::to_string(next() % 700);
     }
   };
   static const char *keywords[] = {"PRINTERMODEL", "DOCUMENT", "COLORDEVICE", "ENDDOCUMENT", "PAGENAME",
@@ -229,7 +229,8 @@ std::string randomCommands(uint32_t seed, int count)
       line = noiseBytes(next() % 200, next());
     if (next() % 13 == 0)
       line.insert(next() % (line.size() + 1), 1, '\0');
-    s += line + (next() % 7 ? "\n" : next() % 2 ? "\r\n" : "\r");
+    s += line + (next() % 7 ? "\n" : next() % 2 ? "\r\n"
+                                                : "\r");
   }
   return s;
 }
@@ -288,28 +289,28 @@ std::string junkBlock(uint32_t seed, size_t size)
   {
     switch (next() % 8)
     {
-    case 0:
-      s += "LINE 4095\n" + noiseBytes(4095, next());
-      break;
-    case 1:
-      s += next() % 2 ? "COLORDEVICE\n" : "PAGENAME \t \r\n";
-      break;
-    case 2:
-      s += "# " + std::string(next() % 100, 'c') + "\n";
-      break;
-    default:
-    {
-      size_t n = next() % (next() % 16 ? 200 : 5000);
-      std::string line(n, ' ');
-      for (char &c : line)
+      case 0:
+        s += "LINE 4095\n" + noiseBytes(4095, next());
+        break;
+      case 1:
+        s += next() % 2 ? "COLORDEVICE\n" : "PAGENAME \t \r\n";
+        break;
+      case 2:
+        s += "# " + std::string(next() % 100, 'c') + "\n";
+        break;
+      default:
       {
-        unsigned char b = (unsigned char)(next() >> 24);
-        if (b >= 'A' && b <= 'Z')
-          b = (unsigned char)(b + 32);
-        c = (char)b;
+        size_t n = next() % (next() % 16 ? 200 : 5000);
+        std::string line(n, ' ');
+        for (char &c : line)
+        {
+          unsigned char b = (unsigned char)(next() >> 24);
+          if (b >= 'A' && b <= 'Z')
+            b = (unsigned char)(b + 32);
+          c = (char)b;
+        }
+        s += line + "\n";
       }
-      s += line + "\n";
-    }
     }
   }
   return s;
@@ -396,8 +397,8 @@ TEST_F(InputFaults, GigabyteOfJunkLinesKeepsMemoryFlat)
         line[g + i] = row0[g + 2 - i];
     EXPECT_TRUE(wireBitmap(frags) == line);
     EXPECT_EQ(run->log, faultsJobStart() + kP1Line + pageLog(1) + faultsAllocatedLine(8190, 3, 161) + pageLog(2) +
-                            faultsEndpageLog(frags, 4095, 4095, 1, 1, 2) +
-                            "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" + finishedLine());
+                          faultsEndpageLog(frags, 4095, 4095, 1, 1, 2) +
+                          "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" + finishedLine());
   }
   long smallKb = small.exit.usage.ru_maxrss, bigKb = big.exit.usage.ru_maxrss;
   printf("junk: %zu MiB in %.1f s (%.0f MiB/s); backend peak RSS (wait4) %ld KiB after 1 MiB, "
@@ -465,13 +466,13 @@ TEST_F(InputFaults, LinesOfAHundredThousandBytes)
   std::vector<WireRecord> frags = faultsFragments(run.recs);
   EXPECT_TRUE(wireBitmap(frags) == rasterModelBitmap(m));
   std::string value = ones.substr(0, 1023 - 5);
-  value.pop_back();   /* the trailing space */
+  value.pop_back(); /* the trailing space */
   EXPECT_EQ(run.log, faultsJobStart() + kD + "printer devicename: \"" + kept + "\"\n" +
-                         faultsPageLines(1, value, "1 1 1 1",
-                                   "collate: 1 duplex: 1 tumble: 1 hwresX: 1 hwresY: 1 orientation: 1", " 0") +
-                         pageLog(2) + faultsAllocatedLine(200004, 3, 3922) +
-                         faultsEndpageLog(frags, 100002, 100002, 2, 2, 2) +
-                         "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" + finishedLine());
+                       faultsPageLines(1, value, "1 1 1 1",
+                                       "collate: 1 duplex: 1 tumble: 1 hwresX: 1 hwresY: 1 orientation: 1", " 0") +
+                       pageLog(2) + faultsAllocatedLine(200004, 3, 3922) +
+                       faultsEndpageLog(frags, 100002, 100002, 2, 2, 2) +
+                       "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" + finishedLine());
 }
 
 TEST_F(InputFaults, NulBytesInCommandLines)
@@ -479,17 +480,17 @@ TEST_F(InputFaults, NulBytesInCommandLines)
   /* The line reader keeps a NUL byte like any other; everything after it
      reads as the end of the line's text. */
   const std::string nul(1, '\0');
-  std::string stream = "PRINTERMODEL Of" + nul + "fice\n" +      /* the name is "Of" */
-                       "DOC" + nul + "UMENT\n" +                  /* keyword DOC: unknown */
-                       nul + "DOCUMENT\n" +                       /* empty line */
-                       "DOCUMENT" + nul + "\n" +                  /* DOCUMENT */
-                       "COLORDEVICE " + nul + "1\n" +             /* no value: ignored */
-                       "PAGENAME A4" + nul + "junk\n" +           /* A4 */
+  std::string stream = "PRINTERMODEL Of" + nul + "fice\n" +              /* the name is "Of" */
+                       "DOC" + nul + "UMENT\n" +                         /* keyword DOC: unknown */
+                       nul + "DOCUMENT\n" +                              /* empty line */
+                       "DOCUMENT" + nul + "\n" +                         /* DOCUMENT */
+                       "COLORDEVICE " + nul + "1\n" +                    /* no value: ignored */
+                       "PAGENAME A4" + nul + "junk\n" +                  /* A4 */
                        "PAGE 0 0 612" + nul + " 792 0 0 0 300 300 0\n" + /* three numbers */
                        "PAGE 0 0 612 792 0 0 0 300 300 0" + nul + nul + "\n" +
                        "RASTER 1 1 3" + nul + "7\n" +
-                       "LINE 3" + nul + "0\n" + "abc" +           /* LINE 3 */
-                       "ENDPAGE" + nul + "ENDDOCUMENT\n" +        /* ENDPAGE */
+                       "LINE 3" + nul + "0\n" + "abc" +    /* LINE 3 */
+                       "ENDPAGE" + nul + "ENDDOCUMENT\n" + /* ENDPAGE */
                        "ENDDOCUMENT\n";
   InputRun run = runInput(stream);
   expectOk(run);
@@ -500,11 +501,11 @@ TEST_F(InputFaults, NulBytesInCommandLines)
   std::vector<WireRecord> frags = faultsFragments(run.recs);
   EXPECT_TRUE(wireBitmap(frags) == std::string("cba\0", 4));
   EXPECT_EQ(run.log, faultsJobStart() + kD + "printer devicename: \"Of\"\n" + kQ + "PAGENAME - A4\"\n" +
-                         kQ + "PAGE 1 - value: 0 0 612\"\n" + kQ + "PAGE - CANNOT starting page (3) !!!\"\n" +
-                         faultsPageLines(2, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
-                                   "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", "A4 9") +
-                         faultsAllocatedLine(3, 3, 0) + faultsEndpageLog(frags, 3, 3, 1, 1, 2) +
-                         "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" + finishedLine());
+                       kQ + "PAGE 1 - value: 0 0 612\"\n" + kQ + "PAGE - CANNOT starting page (3) !!!\"\n" +
+                       faultsPageLines(2, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
+                                       "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", "A4 9") +
+                       faultsAllocatedLine(3, 3, 0) + faultsEndpageLog(frags, 3, 3, 1, 1, 2) +
+                       "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" + finishedLine());
 }
 
 TEST_F(InputFaults, HugeAndNegativeNumbersInThePageCommand)
@@ -540,14 +541,14 @@ TEST_F(InputFaults, HugeAndNegativeNumbersInThePageCommand)
   EXPECT_EQ(q.orientation, 1);
   EXPECT_EQ(run.log,
             faultsJobStart() +
-                faultsPageLines(1, "4294967296 -1 99999999999999999999 -4294967295 2147483648 -2147483649 99999999999 4294967295 -5 -99999999999",
-                          "4.29497e+09 4.29497e+09 4.29497e+09 1",
-                          "collate: 2147483647 duplex: -2147483648 tumble: 2147483647 hwresX: -1 hwresY: -5 orientation: -2147483648",
-                          " 0") +
-                faultsPageLines(2, "0 0 0 0 -1 -1 -1 0 0 0", "0 0 0 0",
-                          "collate: -1 duplex: -1 tumble: -1 hwresX: 0 hwresY: 0 orientation: 0", " 0") +
-                kD + "RASTER with ERROR: value '4 1 3' raster_data: 0x0 width: 0.000000 height: 0.000000 !!!\n" +
-                kQ + "ENDPAGE - raster_data EMPTY\"\n" + kD + "NO ALLOCATED raster_data !!!\n" + finishedLine());
+              faultsPageLines(1, "4294967296 -1 99999999999999999999 -4294967295 2147483648 -2147483649 99999999999 4294967295 -5 -99999999999",
+                              "4.29497e+09 4.29497e+09 4.29497e+09 1",
+                              "collate: 2147483647 duplex: -2147483648 tumble: 2147483647 hwresX: -1 hwresY: -5 orientation: -2147483648",
+                              " 0") +
+              faultsPageLines(2, "0 0 0 0 -1 -1 -1 0 0 0", "0 0 0 0",
+                              "collate: -1 duplex: -1 tumble: -1 hwresX: 0 hwresY: 0 orientation: 0", " 0") +
+              kD + "RASTER with ERROR: value '4 1 3' raster_data: 0x0 width: 0.000000 height: 0.000000 !!!\n" +
+              kQ + "ENDPAGE - raster_data EMPTY\"\n" + kD + "NO ALLOCATED raster_data !!!\n" + finishedLine());
 }
 
 TEST_F(InputFaults, HugeAndNegativeNumbersInRasterLineAndColorDevice)
@@ -563,16 +564,17 @@ TEST_F(InputFaults, HugeAndNegativeNumbersInRasterLineAndColorDevice)
                           "RASTER 2 2 -3\n"
                           "RASTER 65536 65536 1\n"
                           "RASTER 0 5 3\n"
-                          "RASTER 4 -4294967293 3\n"          /* height 3 */
-                          "LINE -1\nabc\n"                    /* refused; abc is a line */
+                          "RASTER 4 -4294967293 3\n" /* height 3 */
+                          "LINE -1\nabc\n"           /* refused; abc is a line */
                           "LINE 2147483648\n"
                           "LINE 99999999999999999999\n"
-                          "LINE -0\n"                         /* no bytes, one line */
-                          "LINE 12\n" + row1 +
+                          "LINE -0\n" /* no bytes, one line */
+                          "LINE 12\n" +
+                          row1 +
                           "LINE +12\n" + row2 +
                           "ENDPAGE\n"
                           "DOCUMENT\n"
-                          "LINE 2147483647\nENDDOCUMENT\n");  /* eats the rest */
+                          "LINE 2147483647\nENDDOCUMENT\n"); /* eats the rest */
   expectOk(run);
   ASSERT_EQ(run.ids, std::vector<uint32_t>({420, 411, 412, 413, 421, 418}));
   EXPECT_EQ(run.recs[0].rec.page.color, 2);
@@ -584,17 +586,17 @@ TEST_F(InputFaults, HugeAndNegativeNumbersInRasterLineAndColorDevice)
   const std::string c = kQ + "COLORDEVICE: ";
   EXPECT_EQ(run.log,
             faultsJobStart() + kP1Line + c + "False\"\n" + c + "True\"\n" + c + "False\"\n" + c + "True\"\n" +
-                c + "False\"\n" + c + "True\"\n" + c + "False\"\n" + c + "True\"\n" +
-                faultsPageLines(1, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
-                          "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", " 0") +
-                kD + "Raster data CANNOT allocate (-1 * 2 * 3) !!!\n" +
-                kD + "Raster data CANNOT allocate (-1 * -1 * -1) !!!\n" +
-                kD + "Raster data CANNOT allocate (2 * 2 * -3) !!!\n" +
-                kD + "Raster data CANNOT allocate (65536 * 65536 * 1) !!!\n" +
-                kD + "Raster data CANNOT allocate (0 * 5 * 3) !!!\n" + faultsAllocatedLine(36, 3, 0) +
-                kD + "LINE - REJECTED: byte count '-1' is negative !!!\n" +
-                kD + "LINE - REJECTED: byte count '2147483648' is too large !!!\n" +
-                kD + "LINE - REJECTED: byte count '99999999999999999999' is too large !!!\n" +
-                faultsEndpageLog(frags, 12, 12, 3, 0, 1) + "DEBUG: LINE - bytesPerLine: 12 bytes: 2147483647\n" +
-                finishedLine());
+              c + "False\"\n" + c + "True\"\n" + c + "False\"\n" + c + "True\"\n" +
+              faultsPageLines(1, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
+                              "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", " 0") +
+              kD + "Raster data CANNOT allocate (-1 * 2 * 3) !!!\n" +
+              kD + "Raster data CANNOT allocate (-1 * -1 * -1) !!!\n" +
+              kD + "Raster data CANNOT allocate (2 * 2 * -3) !!!\n" +
+              kD + "Raster data CANNOT allocate (65536 * 65536 * 1) !!!\n" +
+              kD + "Raster data CANNOT allocate (0 * 5 * 3) !!!\n" + faultsAllocatedLine(36, 3, 0) +
+              kD + "LINE - REJECTED: byte count '-1' is negative !!!\n" +
+              kD + "LINE - REJECTED: byte count '2147483648' is too large !!!\n" +
+              kD + "LINE - REJECTED: byte count '99999999999999999999' is too large !!!\n" +
+              faultsEndpageLog(frags, 12, 12, 3, 0, 1) + "DEBUG: LINE - bytesPerLine: 12 bytes: 2147483647\n" +
+              finishedLine());
 }

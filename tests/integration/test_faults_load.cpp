@@ -68,11 +68,11 @@ long baselineKb(long *parentKb)
 struct TenPageJob
 {
   std::string name;
-  uint32_t width = 0;           /* pixels of 3 bytes */
-  uint32_t height = 0;          /* rows of the raster: all pages' lines */
+  uint32_t width = 0;  /* pixels of 3 bytes */
+  uint32_t height = 0; /* rows of the raster: all pages' lines */
   std::string stream;
   std::vector<std::string> bitmaps;
-  std::vector<int> rows;        /* lines of each page */
+  std::vector<int> rows; /* lines of each page */
 };
 
 /* Job i: a raster high enough for every page's lines, pages of 4 to 13
@@ -124,11 +124,10 @@ std::string tenPageLog(const TenPageJob &j, const std::vector<WireRecord> &frags
     const char *paper = p % 2 ? "A4" : "Letter";
     std::string tumble = std::to_string(p % 2);
     s += kQ + "PAGENAME - " + paper + "\"\n";
-    s += faultsPageLines(p, "0 0 595 842 0 1 " + tumble + " " + std::to_string(100 + p) + " " +
-                                std::to_string(200 + p) + " 0",
+    s += faultsPageLines(p, "0 0 595 842 0 1 " + tumble + " " + std::to_string(100 + p) + " " + std::to_string(200 + p) + " 0",
                          "0 0 595 842",
                          "collate: 0 duplex: 1 tumble: " + tumble + " hwresX: " + std::to_string(100 + p) +
-                             " hwresY: " + std::to_string(200 + p) + " orientation: 0",
+                           " hwresY: " + std::to_string(200 + p) + " orientation: 0",
                          std::string(paper) + (p % 2 ? " 9" : " 1"));
     if (p == 1)
       s += faultsAllocatedLine(j.width * j.height * 3, 3, (int)((j.width * 72.0) / 595.0 + 0.5));
@@ -292,7 +291,7 @@ TEST_F(LoadFaults, PeakMemoryOfAnA4Job)
   std::string error;
   ASSERT_TRUE(decodeWire(wire, &recs, &error)) << error;
   std::vector<WireRecord> all = faultsFragments(recs);
-  ASSERT_EQ(all.size(), 28u);   /* 13 fragments of 268 lines and one of 24, per page */
+  ASSERT_EQ(all.size(), 28u); /* 13 fragments of 268 lines and one of 24, per page */
   std::string expected;
   expected.reserve((size_t)rasterBytes);
   for (uint32_t r = kH; r-- > 0;)

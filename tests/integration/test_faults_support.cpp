@@ -41,7 +41,7 @@ struct SchedulerState
 
 SchedulerState &scheduler()
 {
-  static SchedulerState *s = new SchedulerState;   /* lives to the process end */
+  static SchedulerState *s = new SchedulerState; /* lives to the process end */
   return *s;
 }
 
@@ -97,7 +97,7 @@ std::string faultsSchedulerPath()
 std::vector<std::string> faultsEnvironment(const std::vector<std::string> &extra)
 {
   std::vector<std::string> env =
-      environmentWithout({"PRINTER", "CUPS_SERVER", "CUPS_ENCRYPTION", "IPP_PORT", "CUPS_USER"});
+    environmentWithout({"PRINTER", "CUPS_SERVER", "CUPS_ENCRYPTION", "IPP_PORT", "CUPS_USER"});
   env.push_back("CUPS_SERVER=" + faultsSchedulerPath());
   env.push_back("PRINTER=" FAULTS_PRINTER);
   env.insert(env.end(), extra.begin(), extra.end());

@@ -42,7 +42,7 @@
 #endif
 
 /* The queue every job runs under, and its description. */
-#define FAULTS_PRINTER "Office"
+#define FAULTS_PRINTER     "Office"
 #define FAULTS_DESCRIPTION "Office"
 
 /* The environment of a job: this process's, with CUPS_SERVER pointing at a
@@ -92,9 +92,9 @@ protected:
 struct BackendOptions
 {
   std::vector<std::string> args = {"12", "user1", "report", "1", ""};
-  std::vector<std::string> env;        /* empty: faultsEnvironment() */
-  int stdinFd = -1;                    /* >= 0: the child's standard input; else a pipe */
-  bool asUser = false;                 /* run with uid and gid below (needs root) */
+  std::vector<std::string> env; /* empty: faultsEnvironment() */
+  int stdinFd = -1;             /* >= 0: the child's standard input; else a pipe */
+  bool asUser = false;          /* run with uid and gid below (needs root) */
   uid_t uid = 0;
   gid_t gid = 0;
 };
@@ -102,18 +102,18 @@ struct BackendOptions
 struct BackendProcess
 {
   pid_t pid = -1;
-  int input = -1;            /* write end of the child's standard input pipe */
-  std::string dir;           /* holds the out and err files */
+  int input = -1;  /* write end of the child's standard input pipe */
+  std::string dir; /* holds the out and err files */
   std::string outPath, errPath;
-  long parentRssKb = 0;      /* this process's resident size when it forked */
-  double started = 0;        /* monotonic seconds */
+  long parentRssKb = 0; /* this process's resident size when it forked */
+  double started = 0;   /* monotonic seconds */
 };
 
 struct BackendExit
 {
-  ChildResult child;         /* exit status or signal, standard output and error */
-  struct rusage usage;       /* from wait4: ru_maxrss is the peak RSS in KiB */
-  double seconds = 0;        /* from start to reaping */
+  ChildResult child;   /* exit status or signal, standard output and error */
+  struct rusage usage; /* from wait4: ru_maxrss is the peak RSS in KiB */
+  double seconds = 0;  /* from start to reaping */
 };
 
 /* Starts the backend.  Its standard output and error go to files in a
@@ -163,7 +163,7 @@ struct ClosingHost
   std::atomic<bool> accepted{false};
   std::atomic<bool> closed{false};
   std::atomic<bool> stopping{false};
-  unsigned long inode = 0;   /* of the socket file it made */
+  unsigned long inode = 0; /* of the socket file it made */
 };
 
 bool closingHostStart(ClosingHost *h, const std::string &path, size_t limit);

@@ -48,7 +48,8 @@ TEST(HostDemo, OneJobFromTheQueueToAPageImage)
          std::string("job 1: complete, 1 page in " + folder + "\n"),
          std::string("the page image(s):\n  " + png + "\n"),
        })
-    EXPECT_NE(result.out.find(text), std::string::npos) << text << "\n---\n" << shown;
+    EXPECT_NE(result.out.find(text), std::string::npos) << text << "\n---\n"
+                                                        << shown;
 
   PageImage back, expected;
   ASSERT_TRUE(readPng(png, &back)) << shown;

@@ -79,7 +79,7 @@ TEST(HostInstall, StagedInstallAndAProgramBuiltWithPkgConfig)
   std::string stage = dir + "/stage";
   std::string prefix = "/opt/kivtest";
   ChildResult r = shell(std::string(CORVANE_CMAKE_COMMAND) + " --install " + quote(CORVANE_BUILD_DIR) +
-                            " --prefix " + prefix,
+                          " --prefix " + prefix,
                         {"DESTDIR=" + stage});
   ASSERT_EQ(r.exitStatus, 0) << r.out << r.err;
 
@@ -89,7 +89,8 @@ TEST(HostInstall, StagedInstallAndAProgramBuiltWithPkgConfig)
   std::string backendDir = cacheValue("CORVANE_CUPS_BACKEND_DIR");
   ASSERT_FALSE(backendDir.empty());
   std::string backend = (backendDir[0] == '/' ? stage : root + "/") + backendDir + "/CorvaneBackend";
-  EXPECT_EQ(modeOf(backend), 0755u) << backend << "\n" << r.out;
+  EXPECT_EQ(modeOf(backend), 0755u) << backend << "\n"
+                                    << r.out;
   EXPECT_EQ(modeOf(root + "/bin/kivprinter-host") & 0111, 0111u);
   EXPECT_EQ(modeOf(root + "/bin/kivprinter-mkstream") & 0111, 0111u);
   std::string libdir = root + "/" + CORVANE_INSTALL_LIBDIR;
@@ -117,7 +118,7 @@ TEST(HostInstall, StagedInstallAndAProgramBuiltWithPkgConfig)
   EXPECT_NE(r.out.find("/include/kivruntime -L" + libdir + "/pkgconfig/../"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find(" -lkivruntime"), std::string::npos) << r.out;
   r = shell(std::string(CORVANE_CXX_COMPILER) + " " + CORVANE_EXTRA_FLAGS + " -o " + quote(dir + "/demo") +
-                " " + quote(dir + "/demo.cpp") + " $(pkg-config --cflags --libs kivruntime)",
+              " " + quote(dir + "/demo.cpp") + " $(pkg-config --cflags --libs kivruntime)",
             {pkgPath});
   ASSERT_EQ(r.exitStatus, 0) << r.out << r.err;
   r = shell(quote(dir + "/demo"), {});

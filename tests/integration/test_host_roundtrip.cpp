@@ -113,7 +113,8 @@ TEST_F(HostRoundTrip, ColourAtSeventyFiveDpiWithLineLengthsThatAreNotMultiplesOf
     EXPECT_EQ(back.xdpi, 75u);
     EXPECT_EQ(back.ydpi, 75u);
     EXPECT_EQ(progress.substr(0, progress.find(" depth 3, 1 fragment, ")),
-              "job " + std::to_string(jobs) + " page 1: " + std::to_string(w) + "x13") << progress;
+              "job " + std::to_string(jobs) + " page 1: " + std::to_string(w) + "x13")
+      << progress;
   }
 }
 
@@ -176,7 +177,8 @@ TEST_F(HostRoundTrip, GrayLineLengthsThatAreNotMultiplesOfThreeLoseOneColumn)
       expected.pixels[(size_t)y * w + grayLostColumn(w)] = 0xFF;
     EXPECT_EQ(imageDifference(back, expected), "");
     EXPECT_NE(progress.find(" (1 sample of every row cannot travel at this width; shown white)"),
-              std::string::npos) << progress;
+              std::string::npos)
+      << progress;
   }
 }
 
@@ -200,7 +202,8 @@ TEST_F(HostRoundTrip, PageSettingsAreDecodedIntoJobJson)
                       "\"scale\":100,\"copies\":1,\"defaultSource\":7,\"printQuality\":150,"
                       "\"color\":{\"code\":1,\"name\":\"monochrome\"},\"duplex\":{\"code\":3,"
                       "\"name\":\"horizontal\"},\"collate\":1}"),
-            std::string::npos) << json;
+            std::string::npos)
+    << json;
   EXPECT_NE(json.find("\"printer\":\"Trip1\""), std::string::npos);
   EXPECT_NE(json.find("\"status\":\"complete\""), std::string::npos);
 }

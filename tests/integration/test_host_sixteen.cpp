@@ -28,8 +28,8 @@ const int kJobs = 16;
 struct SixteenJobs
 {
   std::vector<PageImage> images;
-  std::vector<std::string> names;    /* J01 ... J16, the PRINTERMODEL names */
-  std::vector<std::string> files;    /* their print streams */
+  std::vector<std::string> names; /* J01 ... J16, the PRINTERMODEL names */
+  std::vector<std::string> files; /* their print streams */
 };
 
 /* Sixteen different pages, colour and gray, with their stream files. */
@@ -68,7 +68,7 @@ void expectAllExact(const std::string &out, const SixteenJobs &jobs)
   std::vector<bool> seen(kJobs, false);
   for (const std::string &folder : folders)
   {
-    int k = atoi(folder.substr(6).c_str()) - 1;   /* "NNNN-Jkk" */
+    int k = atoi(folder.substr(6).c_str()) - 1; /* "NNNN-Jkk" */
     ASSERT_TRUE(k >= 0 && k < kJobs) << folder;
     EXPECT_FALSE(seen[k]) << folder;
     seen[k] = true;
@@ -77,7 +77,8 @@ void expectAllExact(const std::string &out, const SixteenJobs &jobs)
     EXPECT_EQ(imageDifference(back, jobs.images[k]), "") << folder;
     EXPECT_EQ(back.xdpi, jobs.images[k].xdpi) << folder;
     EXPECT_NE(hostReadFile(out + "/" + folder + "/job.json").find("\"status\":\"complete\""),
-              std::string::npos) << folder;
+              std::string::npos)
+      << folder;
   }
 }
 
@@ -157,8 +158,7 @@ TEST_F(HostSixteen, SixteenQueuesOfARealScheduler)
   for (int i = 0; i < kJobs; i++)
   {
     std::string output;
-    int status = cupsdRunClient(&cupsd, {"lp", "-d", "Q" + jobs.names[i], "-o", "raw", "-t",
-                                         jobs.names[i], jobs.files[i]}, &output);
+    int status = cupsdRunClient(&cupsd, {"lp", "-d", "Q" + jobs.names[i], "-o", "raw", "-t", jobs.names[i], jobs.files[i]}, &output);
     ASSERT_EQ(status, 0) << output;
     EXPECT_EQ(output.find("request id is Q" + jobs.names[i] + "-"), 0u) << output;
   }

@@ -27,7 +27,9 @@
 #endif
 #endif
 
-static const std::string kP1("P\0" "1\0\0\0", 6);
+static const std::string kP1("P\0"
+                             "1\0\0\0",
+                             6);
 
 static std::string brokenPipeLine()
 {
@@ -110,7 +112,7 @@ TEST(JobsFailures, HostGoneBeforeDocumentStart)
   expectStopped(run);
   EXPECT_EQ(run.wire, le32(418) + le32(12) + le32(0));
   EXPECT_EQ(run.log, jobStart() + brokenPipeLine() +
-                         "DEBUG: CorvaneBackend - socket_write(RCPACKETID_PRN_DOC_START) FAILED\n");
+                       "DEBUG: CorvaneBackend - socket_write(RCPACKETID_PRN_DOC_START) FAILED\n");
 }
 
 TEST(JobsFailures, HostGoneBeforeDocumentEnd)
@@ -119,8 +121,8 @@ TEST(JobsFailures, HostGoneBeforeDocumentEnd)
   expectStopped(run);
   EXPECT_EQ(run.wire, le32(418) + le32(18) + le32(6) + kP1);
   EXPECT_EQ(run.log, jobStart() + "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n" +
-                         brokenPipeLine() +
-                         "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_DOC_END) FAILED\n");
+                       brokenPipeLine() +
+                       "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_DOC_END) FAILED\n");
 }
 
 TEST(JobsFailures, HostGoneBeforePageStart)
@@ -131,8 +133,8 @@ TEST(JobsFailures, HostGoneBeforePageStart)
   std::string page = pageLog();
   page = page.substr(0, page.rfind("DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\""));
   EXPECT_EQ(run.log, jobStart() + "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n" + page +
-                         brokenPipeLine() +
-                         "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_PAGE_START) FAILED\n");
+                       brokenPipeLine() +
+                       "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_PAGE_START) FAILED\n");
 }
 
 TEST(JobsFailures, HostGoneBeforeBitmapHeader)
@@ -143,10 +145,10 @@ TEST(JobsFailures, HostGoneBeforeBitmapHeader)
   std::vector<WireRecord> recs = jobRecords(run.wire);
   EXPECT_EQ(jobIds(recs), std::vector<uint32_t>({420}));
   EXPECT_EQ(run.log, jobStart() + pageLog() +
-                         "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 12 depth: 3 res: 0\n"
-                         "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n" +
-                         brokenPipeLine() +
-                         "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_BITMAP_HDR) FAILED\n");
+                       "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 12 depth: 3 res: 0\n"
+                       "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n" +
+                       brokenPipeLine() +
+                       "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_BITMAP_HDR) FAILED\n");
 }
 
 TEST(JobsFailures, HostVanishesInTheMiddleOfAPage)
@@ -193,23 +195,23 @@ TEST(JobsFailures, HostVanishesInTheMiddleOfAPage)
 
   std::vector<std::string> lines = splitLines(run.log);
   std::vector<std::string> want = splitLines(
-      jobStart() + "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n" + pageLog() +
-      "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 6000000 depth: 3 res: 235\n"
-      "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n"
-      "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_HDR sent\"\n"
-      "DEBUG: CorvaneBackend - bitmap bytesPerLine: 6000 raster_w: 6000 nLines: 1000 alignPerLine: 0\n"
-      "DEBUG: \"CorvaneBackend - sendLines: 333 rwsize: 1998000\"\n");
+    jobStart() + "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n" + pageLog() +
+    "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 6000000 depth: 3 res: 235\n"
+    "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n"
+    "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_HDR sent\"\n"
+    "DEBUG: CorvaneBackend - bitmap bytesPerLine: 6000 raster_w: 6000 nLines: 1000 alignPerLine: 0\n"
+    "DEBUG: \"CorvaneBackend - sendLines: 333 rwsize: 1998000\"\n");
   ASSERT_EQ(lines.size(), want.size() + 3);
   for (size_t i = 0; i < want.size(); i++)
     EXPECT_EQ(lines[i], want[i]) << i;
   EXPECT_TRUE(std::regex_match(lines[want.size()],
                                std::regex("DEBUG: \"CorvaneBackend - lzf_compress: [0-9]+ sendLength: 1998000\"")))
-      << lines[want.size()];
+    << lines[want.size()];
   /* The peer's close shows as a broken pipe, or as a reset when it left
      bytes unread. */
   EXPECT_TRUE(lines[want.size() + 1] == "Writing to socket failed: " + std::string(strerror(EPIPE)) ||
               lines[want.size() + 1] == "Writing to socket failed: " + std::string(strerror(ECONNRESET)))
-      << lines[want.size() + 1];
+    << lines[want.size() + 1];
   EXPECT_EQ(lines[want.size() + 2],
             "DEBUG: CorvaneBackend - 1/1000 socket_write(RCPACKET_PRN_BITMAP_FRAGMENT) FAILED");
 }
@@ -251,10 +253,10 @@ TEST(JobsFailures, RasterThatCannotBeAllocated)
   /* LINE without a raster leaves "abc" in the stream: an unknown line. */
   EXPECT_EQ(withoutSanitizerLines(run.log),
             jobStart() + pageLog() +
-                "DEBUG: CorvaneBackend - Raster data CANNOT allocate (20000 * 20000 * 3) !!!\n"
-                "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data EMPTY\"\n"
-                "DEBUG: CorvaneBackend - NO ALLOCATED raster_data !!!\n" +
-                finishedLine());
+              "DEBUG: CorvaneBackend - Raster data CANNOT allocate (20000 * 20000 * 3) !!!\n"
+              "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data EMPTY\"\n"
+              "DEBUG: CorvaneBackend - NO ALLOCATED raster_data !!!\n" +
+              finishedLine());
 }
 
 TEST(JobsFailures, PageBuffersThatCannotBeAllocatedEndTheJob)
@@ -279,10 +281,10 @@ TEST(JobsFailures, PageBuffersThatCannotBeAllocatedEndTheJob)
   EXPECT_EQ(jobIds(jobRecords(run.wire)), std::vector<uint32_t>({420, 411}));
   EXPECT_EQ(withoutSanitizerLines(run.log),
             jobStart(JOBS_QUEUE_OFFICE_INFO, "Office", 7) + pageLog() +
-                "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 16 depth: 1 res: 0\n"
-                "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n"
-                "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_HDR sent\"\n"
-                "DEBUG: CorvaneBackend - bitmap bytesPerLine: 300000000 raster_w: 4 nLines: 1 alignPerLine: 0\n"
-                "DEBUG: \"CorvaneBackend - sendLines: 1 rwsize: 300000000\"\n"
-                "DEBUG: CorvaneBackend - ENDPAGE - CANNOT allocate bitmap buffers (300000002 + 318750064 bytes) !!!\n");
+              "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 16 depth: 1 res: 0\n"
+              "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n"
+              "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_HDR sent\"\n"
+              "DEBUG: CorvaneBackend - bitmap bytesPerLine: 300000000 raster_w: 4 nLines: 1 alignPerLine: 0\n"
+              "DEBUG: \"CorvaneBackend - sendLines: 1 rwsize: 300000000\"\n"
+              "DEBUG: CorvaneBackend - ENDPAGE - CANNOT allocate bitmap buffers (300000002 + 318750064 bytes) !!!\n");
 }

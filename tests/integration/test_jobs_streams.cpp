@@ -14,7 +14,9 @@
 
 #include "test_jobs_support.h"
 
-static const std::string kP1("P\0" "1\0\0\0", 6);
+static const std::string kP1("P\0"
+                             "1\0\0\0",
+                             6);
 
 /* Row data that differs per row and never starts with a line end. */
 static std::string rowOf(size_t n, unsigned r)
@@ -123,8 +125,8 @@ TEST(JobsStreams, EscapedHashInAPrinterName)
   /* Only the first '#' is looked at: once it is escaped, the rest of the
      line, comment and all, is the value. */
   EXPECT_EQ(run.log, jobStart() +
-                         "DEBUG: CorvaneBackend - printer devicename: \"Room #4 # second floor\"\n" +
-                         finishedLine());
+                       "DEBUG: CorvaneBackend - printer devicename: \"Room #4 # second floor\"\n" +
+                       finishedLine());
   std::vector<WireRecord> recs = jobRecords(run.wire);
   ASSERT_EQ(recs.size(), 1u);
   EXPECT_EQ(recs[0].payload, expectedPayload("Room #4 # second floor"));
@@ -157,7 +159,7 @@ TEST(JobsStreams, OverlongLinesAreSplit)
   EXPECT_JOB_OK(run);
   std::string kept = name.substr(0, 1010);
   EXPECT_EQ(run.log, jobStart() + "DEBUG: CorvaneBackend - printer devicename: \"" + kept + "\"\n" +
-                         finishedLine());
+                       finishedLine());
   std::vector<WireRecord> recs = jobRecords(run.wire);
   ASSERT_EQ(recs.size(), 1u);
   EXPECT_EQ(recs[0].rec.nameLen, 2022u);
@@ -184,10 +186,10 @@ TEST(JobsStreams, PrinterModelWithoutValueTakesTheQueueDescription)
   JobRun run = runJob("PRINTERMODEL\nDOCUMENT\nPRINTERMODEL Other\nENDDOCUMENT\n", o);
   EXPECT_JOB_OK(run);
   EXPECT_EQ(run.log, jobStart(JOBS_QUEUE_BUERO_INFO, "Buero") +
-                         "DEBUG: CorvaneBackend - printer devicename: \"" JOBS_QUEUE_BUERO_INFO "\"\n"
-                         "DEBUG: CorvaneBackend - printer devicename: \"Other\"\n"
-                         "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" +
-                         finishedLine());
+                       "DEBUG: CorvaneBackend - printer devicename: \"" JOBS_QUEUE_BUERO_INFO "\"\n"
+                       "DEBUG: CorvaneBackend - printer devicename: \"Other\"\n"
+                       "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" +
+                       finishedLine());
   std::vector<WireRecord> recs = jobRecords(run.wire);
   ASSERT_EQ(recs.size(), 2u);
   const std::string info = JOBS_QUEUE_BUERO_INFO;
@@ -254,10 +256,10 @@ TEST(JobsStreams, DepthOneWithLinesNeitherMultipleOfThreeNorFour)
   EXPECT_EQ(wireBitmap(frags), expected);
   EXPECT_EQ(run.log,
             jobStart() +
-                jobPageLines(1, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
-                             "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", " 0") +
-                "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 30 depth: 1 res: 1\n" +
-                jobEndpageLines(frags, 10, 10, 3, 2, 166666, 1999992, 1) + finishedLine());
+              jobPageLines(1, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
+                           "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", " 0") +
+              "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 30 depth: 1 res: 1\n" +
+              jobEndpageLines(frags, 10, 10, 3, 2, 166666, 1999992, 1) + finishedLine());
 }
 
 TEST(JobsStreams, DocumentsAndPagesOneAfterTheOther)
@@ -270,18 +272,21 @@ TEST(JobsStreams, DocumentsAndPagesOneAfterTheOther)
   std::string s = "PRINTERMODEL P1\nDOCUMENT one\nCOLORDEVICE 1\nPAGENAME Letter\n"
                   "PAGE 0 0 612 792 1 1 1 600 600 0\nRASTER 4 2 3\n" +
                   jobLine(rows[0]) + jobLine(rows[1]) + "ENDPAGE\n"
-                  "PAGE 0 0 612 792 1 1 1 600 600 1\n" + jobLine(rowOf(12, 3)) + jobLine(rowOf(12, 4)) +
+                                                        "PAGE 0 0 612 792 1 1 1 600 600 1\n" +
+                  jobLine(rowOf(12, 3)) + jobLine(rowOf(12, 4)) +
                   jobLine(rowOf(12, 5)) + "ENDPAGE\nENDDOCUMENT\n"
-                  "PRINTERMODEL P2\nDOCUMENT two\nCOLORDEVICE 0\nPAGENAME A4\n"
-                  "PAGE 0 0 595 842 0 0 0 300 300 0\nENDPAGE\n"
-                  "PAGE 0 0 595 842 0 0 0 300 300 0\nRASTER 8 8 3\nENDPAGE\nENDDOCUMENT\n";
+                                          "PRINTERMODEL P2\nDOCUMENT two\nCOLORDEVICE 0\nPAGENAME A4\n"
+                                          "PAGE 0 0 595 842 0 0 0 300 300 0\nENDPAGE\n"
+                                          "PAGE 0 0 595 842 0 0 0 300 300 0\nRASTER 8 8 3\nENDPAGE\nENDDOCUMENT\n";
   JobRun run = runJob(s);
   EXPECT_JOB_OK(run);
   std::vector<WireRecord> recs = jobRecords(run.wire);
   ASSERT_EQ(jobIds(recs),
             std::vector<uint32_t>({418, 420, 411, 412, 413, 421, 420, 411, 412, 413, 421, 419,
                                    418, 420, 411, 413, 421, 420, 411, 413, 421, 419}));
-  const std::string p2("P\0" "2\0\0\0", 6);
+  const std::string p2("P\0"
+                       "2\0\0\0",
+                       6);
   for (size_t i = 0; i < recs.size(); i++)
     EXPECT_EQ(recs[i].payload, i < 12 ? kP1 : p2) << i;
 
@@ -312,27 +317,27 @@ TEST(JobsStreams, DocumentsAndPagesOneAfterTheOther)
   EXPECT_EQ(wireBitmap(f2), std::string(12, '\xFF') + bitmap);
 
   std::string log =
-      jobStart() + "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n"
-      "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n"
-      "DEBUG: \"CorvaneBackend - PAGENAME - Letter\"\n" +
-      jobPageLines(1, "0 0 612 792 1 1 1 600 600 0", "0 0 612 792",
-                   "collate: 1 duplex: 1 tumble: 1 hwresX: 600 hwresY: 600 orientation: 0", "Letter 1") +
-      "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 24 depth: 3 res: 0\n" +
-      jobEndpageLines(f1, 12, 12, 2, 0, 166666, 1999992, 1) +
-      jobPageLines(2, "0 0 612 792 1 1 1 600 600 1", "0 0 612 792",
-                   "collate: 1 duplex: 1 tumble: 1 hwresX: 600 hwresY: 600 orientation: 1", "Letter 1") +
-      jobEndpageLines(f2, 12, 12, 3, 0, 166666, 1999992, 2) +
-      "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n"
-      "DEBUG: CorvaneBackend - printer devicename: \"P2\"\n"
-      "DEBUG: \"CorvaneBackend - COLORDEVICE: False\"\n"
-      "DEBUG: \"CorvaneBackend - PAGENAME - A4\"\n" +
-      jobPageLines(3, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
-                   "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", "A4 9") +
-      jobEndpageLines({}, 12, 12, 0, 0, 166666, 1999992, 3) +
-      jobPageLines(4, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
-                   "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", "A4 9") +
-      "DEBUG: CorvaneBackend - RASTER with ERROR: value '8 8 3' raster_data: 0x<ADDR> width: 595.000000 height: 842.000000 !!!\n" +
-      jobEndpageLines({}, 12, 12, 0, 0, 166666, 1999992, 4) +
-      "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" + finishedLine();
+    jobStart() + "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n"
+                 "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n"
+                 "DEBUG: \"CorvaneBackend - PAGENAME - Letter\"\n" +
+    jobPageLines(1, "0 0 612 792 1 1 1 600 600 0", "0 0 612 792",
+                 "collate: 1 duplex: 1 tumble: 1 hwresX: 600 hwresY: 600 orientation: 0", "Letter 1") +
+    "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 24 depth: 3 res: 0\n" +
+    jobEndpageLines(f1, 12, 12, 2, 0, 166666, 1999992, 1) +
+    jobPageLines(2, "0 0 612 792 1 1 1 600 600 1", "0 0 612 792",
+                 "collate: 1 duplex: 1 tumble: 1 hwresX: 600 hwresY: 600 orientation: 1", "Letter 1") +
+    jobEndpageLines(f2, 12, 12, 3, 0, 166666, 1999992, 2) +
+    "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n"
+    "DEBUG: CorvaneBackend - printer devicename: \"P2\"\n"
+    "DEBUG: \"CorvaneBackend - COLORDEVICE: False\"\n"
+    "DEBUG: \"CorvaneBackend - PAGENAME - A4\"\n" +
+    jobPageLines(3, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
+                 "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", "A4 9") +
+    jobEndpageLines({}, 12, 12, 0, 0, 166666, 1999992, 3) +
+    jobPageLines(4, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
+                 "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", "A4 9") +
+    "DEBUG: CorvaneBackend - RASTER with ERROR: value '8 8 3' raster_data: 0x<ADDR> width: 595.000000 height: 842.000000 !!!\n" +
+    jobEndpageLines({}, 12, 12, 0, 0, 166666, 1999992, 4) +
+    "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" + finishedLine();
   EXPECT_EQ(run.log, log);
 }

@@ -21,7 +21,8 @@
 
 /* Queue descriptions the jobs run under. */
 #define JOBS_QUEUE_OFFICE_INFO "Office"
-#define JOBS_QUEUE_BUERO_INFO "B\xC3\xBCro Stra\xC3\x9F" "e 3 \xE2\x80\x93 \xCE\xA9"
+#define JOBS_QUEUE_BUERO_INFO  "B\xC3\xBCro Stra\xC3\x9F" \
+                              "e 3 \xE2\x80\x93 \xCE\xA9"
 
 /* The shared scheduler with the queues "Office" (description "Office")
    and "Buero" (a non-ASCII description); null when it cannot run. */
@@ -44,8 +45,8 @@ inline CupsdFixture *jobsScheduler()
 struct JobRun
 {
   ChildResult child;
-  std::string wire;     /* bytes the host received */
-  std::string log;      /* standard error, addresses masked */
+  std::string wire; /* bytes the host received */
+  std::string log;  /* standard error, addresses masked */
 };
 
 /* Masks the addresses in a job log: the two of the printer lookup, the
@@ -65,7 +66,7 @@ struct JobOptions
   std::vector<std::string> args = {"12", "user1", "report", "1", ""};
   SinkOptions sink;
   std::vector<std::string> extraEnv;
-  std::vector<std::string> wrapper;  /* program and arguments run before the backend */
+  std::vector<std::string> wrapper; /* program and arguments run before the backend */
   int timeoutSeconds = 120;
 };
 
@@ -115,12 +116,12 @@ inline std::string jobStart(const std::string &description = JOBS_QUEUE_OFFICE_I
 }
 
 /* Expects a normal end: status 0, no signal, the finished line last. */
-#define EXPECT_JOB_OK(run)                                   \
-  do                                                         \
-  {                                                          \
-    EXPECT_TRUE((run).child.exited);                         \
-    EXPECT_EQ((run).child.exitStatus, 0);                    \
-    EXPECT_EQ((run).child.termSignal, 0);                    \
+#define EXPECT_JOB_OK(run)                \
+  do                                      \
+  {                                       \
+    EXPECT_TRUE((run).child.exited);      \
+    EXPECT_EQ((run).child.exitStatus, 0); \
+    EXPECT_EQ((run).child.termSignal, 0); \
   } while (0)
 
 /* Decodes a run's wire bytes; fails the test when they are not valid. */
@@ -152,10 +153,13 @@ inline std::string jobPageLines(int counter, const std::string &value, const std
 {
   std::string n = std::to_string(counter);
   return "DEBUG: \"CorvaneBackend - PAGE " + n + " - value: " + value + "\"\n"
-         "DEBUG: \"CorvaneBackend - PAGE " + n + " - Starting page - [" + box + "]\"\n"
-         "DEBUG: \"CorvaneBackend - PAGE - " + settings + "\"\n"
-         "DEBUG: CorvaneBackend - PAGE - " + paper + "\n"
-         "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n";
+                                                                        "DEBUG: \"CorvaneBackend - PAGE " +
+         n + " - Starting page - [" + box + "]\"\n"
+                                            "DEBUG: \"CorvaneBackend - PAGE - " +
+         settings + "\"\n"
+                    "DEBUG: CorvaneBackend - PAGE - " +
+         paper + "\n"
+                 "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n";
 }
 
 /* The ENDPAGE log of a page whose fragments are frags. */
@@ -165,10 +169,12 @@ inline std::string jobEndpageLines(const std::vector<WireRecord> &frags, int byt
 {
   std::string s = "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n"
                   "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_HDR sent\"\n"
-                  "DEBUG: CorvaneBackend - bitmap bytesPerLine: " + std::to_string(bytesPerLine) +
+                  "DEBUG: CorvaneBackend - bitmap bytesPerLine: " +
+                  std::to_string(bytesPerLine) +
                   " raster_w: " + std::to_string(rasterW) + " nLines: " + std::to_string(nLines) +
                   " alignPerLine: " + std::to_string(align) + "\n"
-                  "DEBUG: \"CorvaneBackend - sendLines: " + std::to_string(sendLines) +
+                                                              "DEBUG: \"CorvaneBackend - sendLines: " +
+                  std::to_string(sendLines) +
                   " rwsize: " + std::to_string(rwsize) + "\"\n";
   int k = 0;
   for (const WireRecord &f : frags)
@@ -179,7 +185,8 @@ inline std::string jobEndpageLines(const std::vector<WireRecord> &frags, int byt
          " RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n";
   }
   s += "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_END sent\"\n"
-       "DEBUG: \"CorvaneBackend - PAGE " + std::to_string(pageCounter) + " sent\"\n";
+       "DEBUG: \"CorvaneBackend - PAGE " +
+       std::to_string(pageCounter) + " sent\"\n";
   return s;
 }
 

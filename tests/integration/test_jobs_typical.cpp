@@ -17,9 +17,9 @@ static std::string typicalRow(unsigned r)
   std::string row(7440, '\0');
   for (unsigned x = 0; x < 2480; x++)
   {
-    row[3 * x] = (char)((x + r) & 0xFF);                       /* first component */
-    row[3 * x + 1] = (char)(((x / 40) % 2) ? 0x20 : 0xE0);     /* second */
-    row[3 * x + 2] = (char)((r / 16 + x / 300) & 0xFF);        /* third */
+    row[3 * x] = (char)((x + r) & 0xFF);                   /* first component */
+    row[3 * x + 1] = (char)(((x / 40) % 2) ? 0x20 : 0xE0); /* second */
+    row[3 * x + 2] = (char)((r / 16 + x / 300) & 0xFF);    /* third */
   }
   return row;
 }
@@ -124,19 +124,19 @@ TEST(JobsTypical, A4ColourPageEndToEnd)
 
   /* The whole job log. */
   std::string log = jobStart() +
-      "DEBUG: CorvaneBackend - printer devicename: \"Office\"\n"
-      "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n"
-      "DEBUG: \"CorvaneBackend - PAGENAME - A4\"\n"
-      "DEBUG: \"CorvaneBackend - PAGE 1 - value: 0 0 595 842 0 1 0 300 300 0\"\n"
-      "DEBUG: \"CorvaneBackend - PAGE 1 - Starting page - [0 0 595 842]\"\n"
-      "DEBUG: \"CorvaneBackend - PAGE - collate: 0 duplex: 1 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0\"\n"
-      "DEBUG: CorvaneBackend - PAGE - A4 9\n"
-      "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n"
-      "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 26099520 depth: 3 res: 300\n"
-      "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n"
-      "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_HDR sent\"\n"
-      "DEBUG: CorvaneBackend - bitmap bytesPerLine: 7440 raster_w: 7440 nLines: 3508 alignPerLine: 0\n"
-      "DEBUG: \"CorvaneBackend - sendLines: 268 rwsize: 1993920\"\n";
+                    "DEBUG: CorvaneBackend - printer devicename: \"Office\"\n"
+                    "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n"
+                    "DEBUG: \"CorvaneBackend - PAGENAME - A4\"\n"
+                    "DEBUG: \"CorvaneBackend - PAGE 1 - value: 0 0 595 842 0 1 0 300 300 0\"\n"
+                    "DEBUG: \"CorvaneBackend - PAGE 1 - Starting page - [0 0 595 842]\"\n"
+                    "DEBUG: \"CorvaneBackend - PAGE - collate: 0 duplex: 1 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0\"\n"
+                    "DEBUG: CorvaneBackend - PAGE - A4 9\n"
+                    "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n"
+                    "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 26099520 depth: 3 res: 300\n"
+                    "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n"
+                    "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_HDR sent\"\n"
+                    "DEBUG: CorvaneBackend - bitmap bytesPerLine: 7440 raster_w: 7440 nLines: 3508 alignPerLine: 0\n"
+                    "DEBUG: \"CorvaneBackend - sendLines: 268 rwsize: 1993920\"\n";
   for (size_t i = 0; i < 14; i++)
   {
     log += "DEBUG: \"CorvaneBackend - lzf_compress: " + std::to_string(frags[i].rec.dataLength) +

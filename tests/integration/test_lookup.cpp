@@ -36,7 +36,8 @@ protected:
               cupsdAddQueue(cupsd, "Reception", "Office") &&
               cupsdAddQueue(cupsd, "Plain", nullptr) &&
               cupsdAddQueue(cupsd, "Blank", "") &&
-              cupsdAddQueue(cupsd, "Buero", "B\xC3\xBCro Stra\xC3\x9F" "e 3 \xE2\x80\x93 \xCE\xA9");
+              cupsdAddQueue(cupsd, "Buero", "B\xC3\xBCro Stra\xC3\x9F"
+                                            "e 3 \xE2\x80\x93 \xCE\xA9");
     if (!ok)
       cupsd = nullptr;
   }
@@ -103,7 +104,7 @@ TEST_F(SchedulerLookup, DiscoveryLineNamesTheDescription)
             "direct CorvaneBackend://Corvane/Corvane_Generic_Printer \"Corvane Generic Driver\" "
             "\"Office\" \"MFG:Corvane;MODEL:Office;\"");
   EXPECT_EQ(normalizeAddresses(r.err), banner(1) + lookupLines("Reception") + nameLine("Office") +
-                                           discoveryDebugLine("Office"));
+                                         discoveryDebugLine("Office"));
 }
 
 TEST_F(SchedulerLookup, NameMatchIgnoresCase)
@@ -115,8 +116,8 @@ TEST_F(SchedulerLookup, NameMatchIgnoresCase)
     EXPECT_EQ(r.exitStatus, 0) << printer;
     EXPECT_EQ(r.out, discoveryLine("Office Laser")) << printer;
     EXPECT_EQ(normalizeAddresses(r.err), banner(1) + lookupLines(printer) +
-                                             nameLine("Office Laser") +
-                                             discoveryDebugLine("Office Laser"));
+                                           nameLine("Office Laser") +
+                                           discoveryDebugLine("Office Laser"));
   }
 }
 
@@ -142,13 +143,14 @@ TEST_F(SchedulerLookup, EmptyDescriptionIsADescription)
 
 TEST_F(SchedulerLookup, NonAsciiDescriptionPassesThroughAsUtf8)
 {
-  const std::string text = "B\xC3\xBCro Stra\xC3\x9F" "e 3 \xE2\x80\x93 \xCE\xA9";
+  const std::string text = "B\xC3\xBCro Stra\xC3\x9F"
+                           "e 3 \xE2\x80\x93 \xCE\xA9";
   ChildResult r = run("buero");
   ASSERT_TRUE(r.exited);
   EXPECT_EQ(r.exitStatus, 0);
   EXPECT_EQ(r.out, discoveryLine(text));
   EXPECT_EQ(normalizeAddresses(r.err), banner(1) + lookupLines("buero") + nameLine(text.c_str()) +
-                                           discoveryDebugLine(text));
+                                         discoveryDebugLine(text));
 }
 
 TEST_F(SchedulerLookup, UnknownQueuePrintsNothingMoreAndEndsWithFour)
@@ -176,12 +178,12 @@ TEST_F(SchedulerLookup, WrongArgumentCountsPrintTheUsageLine)
 {
   /* argc 2 to 5, and 8 and 9. */
   const std::vector<std::vector<std::string>> cases = {
-      {"1"},
-      {"1", "user"},
-      {"1", "user", "title"},
-      {"1", "user", "title", "1"},
-      {"1", "user", "title", "1", "", "file", "extra"},
-      {"1", "user", "title", "1", "", "file", "extra", "more"}};
+    {"1"},
+    {"1", "user"},
+    {"1", "user", "title"},
+    {"1", "user", "title", "1"},
+    {"1", "user", "title", "1", "", "file", "extra"},
+    {"1", "user", "title", "1", "", "file", "extra", "more"}};
   for (const std::vector<std::string> &args : cases)
   {
     ChildResult r = run("Office", args);
@@ -189,7 +191,7 @@ TEST_F(SchedulerLookup, WrongArgumentCountsPrintTheUsageLine)
     EXPECT_EQ(r.exitStatus, 4) << "argc " << args.size() + 1;
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(normalizeAddresses(r.err), banner((int)args.size() + 1) + lookupLines("Office") +
-                                             nameLine("Office Laser") + usageLine());
+                                           nameLine("Office Laser") + usageLine());
   }
   EXPECT_EQ(usageLine().size(), 63u);
 }
@@ -212,7 +214,7 @@ TEST_F(SchedulerLookup, MissingPrintFileFailsBeforeAnyConnection)
     EXPECT_EQ(r.exitStatus, 4) << c.file;
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(normalizeAddresses(r.err), banner(7) + lookupLines("Office") +
-                                             nameLine("Office Laser") + openFailedLine(c.text));
+                                           nameLine("Office Laser") + openFailedLine(c.text));
   }
 }
 
@@ -243,7 +245,7 @@ TEST_F(SchedulerLookup, StoppedSchedulerIsNotReachable)
   EXPECT_LT(elapsed, 5.0);
   EXPECT_EQ(r.out, "");
   EXPECT_EQ(normalizeAddresses(r.err), banner(1) + lookupLines("Office", false) +
-                                           lookupNoResponse() + nameLine(nullptr));
+                                         lookupNoResponse() + nameLine(nullptr));
 }
 
 /* Runs the backend without arguments against CUPS_SERVER=server. */
@@ -286,7 +288,7 @@ protected:
     EXPECT_LT(elapsed, 5.0) << server;
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(normalizeAddresses(r.err), banner(1) + lookupLines("Office", false) +
-                                             lookupNoResponse() + nameLine(nullptr));
+                                           lookupNoResponse() + nameLine(nullptr));
   }
 };
 
@@ -324,4 +326,4 @@ TEST_F(Unreachable, TcpPortWithNoListener)
   expectPromptFailure("127.0.0.1:1");
 }
 
-}  // namespace
+} // namespace

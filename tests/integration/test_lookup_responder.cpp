@@ -85,8 +85,8 @@ protected:
     EXPECT_EQ(r.exitStatus, 0);
     EXPECT_EQ(r.out, discoveryLine(description));
     EXPECT_EQ(normalizeAddresses(r.err), banner(1) + lookupLines(printer) +
-                                             nameLine(description.c_str()) +
-                                             discoveryDebugLine(description));
+                                           nameLine(description.c_str()) +
+                                           discoveryDebugLine(description));
   }
 
   /* The response was read but gave no description: no line of its own. */
@@ -196,7 +196,7 @@ TEST_F(Responder, ErrorStatusIsReportedByName)
     EXPECT_EQ(r.exitStatus, 4);
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(normalizeAddresses(r.err), banner(1) + lookupLines("Office") +
-                                             lookupFailed(c.text) + nameLine(nullptr));
+                                           lookupFailed(c.text) + nameLine(nullptr));
     responderStop(&responder);
     started = false;
   }
@@ -314,7 +314,7 @@ TEST_F(Responder, ConnectionClosedWithoutAnswer)
   EXPECT_LT(elapsed, 10.0);
   EXPECT_EQ(r.out, "");
   EXPECT_EQ(normalizeAddresses(r.err), banner(1) + lookupLines("Office") + lookupNoResponse() +
-                                           nameLine(nullptr));
+                                         nameLine(nullptr));
 }
 
 TEST_F(Responder, HttpErrorGivesNoResponse)
@@ -324,10 +324,10 @@ TEST_F(Responder, HttpErrorGivesNoResponse)
   EXPECT_EQ(r.exitStatus, 4);
   EXPECT_EQ(r.out, "");
   EXPECT_EQ(normalizeAddresses(r.err), banner(1) + lookupLines("Office") + lookupNoResponse() +
-                                           nameLine(nullptr));
+                                         nameLine(nullptr));
 }
 
-}  // namespace
+} // namespace
 
 namespace {
 
@@ -343,8 +343,8 @@ TEST_F(Responder, SilentSchedulerIsGivenUpAfterTheLookupTimeout)
   EXPECT_LT(elapsed, 25.0);
   EXPECT_EQ(r.out, "");
   EXPECT_EQ(normalizeAddresses(r.err), banner(1) + lookupLines("Office") + lookupNoResponse() +
-                                           nameLine(nullptr));
+                                         nameLine(nullptr));
   EXPECT_EQ(responderRequestCount(&responder), 1u);
 }
 
-}  // namespace
+} // namespace

@@ -19,56 +19,74 @@
 namespace codec_test {
 
 /* Guard values placed after the capacity; a writer must never touch them. */
-template <typename T> inline T Guard();
-template <> inline char Guard<char>() { return (char)0x5A; }
-template <> inline wchar_t Guard<wchar_t>() { return (wchar_t)0x5A5A5A5A; }
-template <> inline unsigned char Guard<unsigned char>() { return 0xA5; }
+template <typename T>
+inline T Guard();
+template <>
+inline char Guard<char>()
+{
+  return (char)0x5A;
+}
+template <>
+inline wchar_t Guard<wchar_t>()
+{
+  return (wchar_t)0x5A5A5A5A;
+}
+template <>
+inline unsigned char Guard<unsigned char>()
+{
+  return 0xA5;
+}
 
 /* Wide string from ASCII text. */
-inline std::wstring W(const std::string& s)
+inline std::wstring W(const std::string &s)
 {
-    std::wstring r;
-    for (unsigned char c : s)
-        r.push_back((wchar_t)c);
-    return r;
+  std::wstring r;
+  for (unsigned char c : s)
+    r.push_back((wchar_t)c);
+  return r;
 }
 
 /* String of either element type from bytes (each byte one element). */
 template <typename T>
-std::basic_string<T> A(const std::string& s)
+std::basic_string<T> A(const std::string &s)
 {
-    std::basic_string<T> r;
-    for (unsigned char c : s)
-        r.push_back((T)c);
-    return r;
+  std::basic_string<T> r;
+  for (unsigned char c : s)
+    r.push_back((T)c);
+  return r;
 }
 template <>
-inline std::string A<char>(const std::string& s)
+inline std::string A<char>(const std::string &s)
 {
-    return s;
+  return s;
 }
 
 /* Printable form of a string for failure messages. */
 template <typename T>
-std::string Show(const std::basic_string<T>& s)
+std::string Show(const std::basic_string<T> &s)
 {
-    std::string r;
-    char tmp[16];
-    for (T c : s) {
-        unsigned long v = (unsigned long)(uint32_t)c;
-        if (sizeof(T) == 1)
-            v &= 0xFF;
-        if (v >= 0x20 && v < 0x7F && v != '\\') {
-            r.push_back((char)v);
-        } else {
-            snprintf(tmp, sizeof tmp, "\\x{%lX}", v);
-            r += tmp;
-        }
+  std::string r;
+  char tmp[16];
+  for (T c : s)
+  {
+    unsigned long v = (unsigned long)(uint32_t)c;
+    if (sizeof(T) == 1)
+      v &= 0xFF;
+    if (v >= 0x20 && v < 0x7F && v != '\\')
+    {
+      r.push_back((char)v);
     }
-    return r;
+    else
+    {
+      snprintf(tmp, sizeof tmp, "\\x{%lX}", v);
+      r += tmp;
+    }
+  }
+  return r;
 }
 
-template <typename T> using Writer = std::function<unsigned int(T*, unsigned int)>;
+template <typename T>
+using Writer = std::function<unsigned int(T *, unsigned int)>;
 
 /*
  * Checks a text writer against the bounded-writer rule for every capacity
@@ -80,71 +98,74 @@ template <typename T> using Writer = std::function<unsigned int(T*, unsigned int
  * capacity, keeps its guard value.
  */
 template <typename T>
-void CheckAllCapacities(const Writer<T>& f, const std::basic_string<T>& full,
+void CheckAllCapacities(const Writer<T> &f, const std::basic_string<T> &full,
                         std::vector<size_t> boundaries = {})
 {
-    const size_t size = full.size();
-    if (boundaries.empty())
-        for (size_t k = 0; k <= size; k++)
-            boundaries.push_back(k);
-    ASSERT_EQ(boundaries.front(), 0u);
-    ASSERT_EQ(boundaries.back(), size);
+  const size_t size = full.size();
+  if (boundaries.empty())
+    for (size_t k = 0; k <= size; k++)
+      boundaries.push_back(k);
+  ASSERT_EQ(boundaries.front(), 0u);
+  ASSERT_EQ(boundaries.back(), size);
 
-    EXPECT_EQ(f(nullptr, 0), size + 1) << "measuring with a null destination";
+  EXPECT_EQ(f(nullptr, 0), size + 1) << "measuring with a null destination";
 
-    for (size_t cap = 0; cap <= size + 2; cap++) {
-        std::vector<T> buf(size + 8, Guard<T>());
-        unsigned int r = f(buf.data(), (unsigned int)cap);
-        SCOPED_TRACE("capacity " + std::to_string(cap) + " of output \"" + Show(full) + "\"");
-        if (cap > size) {
-            EXPECT_EQ(r, size);
-            EXPECT_EQ(std::basic_string<T>(buf.data(), size), full);
-            EXPECT_EQ(buf[size], (T)0);
-            for (size_t k = size + 1; k < buf.size(); k++)
-                EXPECT_EQ(buf[k], Guard<T>()) << "at " << k;
-            continue;
-        }
-        EXPECT_EQ(r, size + 1);
-        if (cap == 0) {
-            for (size_t k = 0; k < buf.size(); k++)
-                EXPECT_EQ(buf[k], Guard<T>()) << "at " << k;
-            continue;
-        }
-        size_t kept = 0;
-        for (size_t b : boundaries)
-            if (b <= cap - 1)
-                kept = b;
-        EXPECT_EQ(std::basic_string<T>(buf.data(), kept), full.substr(0, kept));
-        EXPECT_EQ(buf[kept], (T)0);
-        for (size_t k = kept + 1; k < buf.size(); k++)
-            EXPECT_EQ(buf[k], Guard<T>()) << "at " << k;
+  for (size_t cap = 0; cap <= size + 2; cap++)
+  {
+    std::vector<T> buf(size + 8, Guard<T>());
+    unsigned int r = f(buf.data(), (unsigned int)cap);
+    SCOPED_TRACE("capacity " + std::to_string(cap) + " of output \"" + Show(full) + "\"");
+    if (cap > size)
+    {
+      EXPECT_EQ(r, size);
+      EXPECT_EQ(std::basic_string<T>(buf.data(), size), full);
+      EXPECT_EQ(buf[size], (T)0);
+      for (size_t k = size + 1; k < buf.size(); k++)
+        EXPECT_EQ(buf[k], Guard<T>()) << "at " << k;
+      continue;
     }
+    EXPECT_EQ(r, size + 1);
+    if (cap == 0)
+    {
+      for (size_t k = 0; k < buf.size(); k++)
+        EXPECT_EQ(buf[k], Guard<T>()) << "at " << k;
+      continue;
+    }
+    size_t kept = 0;
+    for (size_t b : boundaries)
+      if (b <= cap - 1)
+        kept = b;
+    EXPECT_EQ(std::basic_string<T>(buf.data(), kept), full.substr(0, kept));
+    EXPECT_EQ(buf[kept], (T)0);
+    for (size_t k = kept + 1; k < buf.size(); k++)
+      EXPECT_EQ(buf[k], Guard<T>()) << "at " << k;
+  }
 }
 
 /* Runs a text writer once with ample room and returns its output; expects a
  * result equal to the output length. */
 template <typename T>
-std::basic_string<T> Output(const Writer<T>& f)
+std::basic_string<T> Output(const Writer<T> &f)
 {
-    unsigned int need = f(nullptr, 0);
-    EXPECT_GE(need, 1u);
-    std::vector<T> buf(need + 4, Guard<T>());
-    unsigned int r = f(buf.data(), need);
-    EXPECT_EQ(r, need - 1);
-    if (r >= need)
-        return std::basic_string<T>();
-    EXPECT_EQ(buf[r], (T)0);
-    EXPECT_EQ(buf[need], Guard<T>());
-    return std::basic_string<T>(buf.data(), r);
+  unsigned int need = f(nullptr, 0);
+  EXPECT_GE(need, 1u);
+  std::vector<T> buf(need + 4, Guard<T>());
+  unsigned int r = f(buf.data(), need);
+  EXPECT_EQ(r, need - 1);
+  if (r >= need)
+    return std::basic_string<T>();
+  EXPECT_EQ(buf[r], (T)0);
+  EXPECT_EQ(buf[need], Guard<T>());
+  return std::basic_string<T>(buf.data(), r);
 }
 
 /* Fixed-seed random bytes, so a failure can be replayed. */
-inline std::string RandomBytes(std::mt19937& rng, size_t n)
+inline std::string RandomBytes(std::mt19937 &rng, size_t n)
 {
-    std::string s(n, '\0');
-    for (size_t k = 0; k < n; k++)
-        s[k] = (char)(unsigned char)(rng() & 0xFF);
-    return s;
+  std::string s(n, '\0');
+  for (size_t k = 0; k < n; k++)
+    s[k] = (char)(unsigned char)(rng() & 0xFF);
+  return s;
 }
 
 } /* namespace codec_test */

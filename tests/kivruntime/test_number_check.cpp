@@ -20,48 +20,63 @@ namespace {
 
 const unsigned int kGuard = 8;
 
-template <class C> C guardValue();
-template <> char guardValue<char>() { return (char)0xA5; }
-template <> wchar_t guardValue<wchar_t>() { return (wchar_t)0x5A5A5A; }
+template <class C>
+C guardValue();
+template <>
+char guardValue<char>()
+{
+  return (char)0xA5;
+}
+template <>
+wchar_t guardValue<wchar_t>()
+{
+  return (wchar_t)0x5A5A5A;
+}
 
 template <class C>
-void checkAt(const std::function<unsigned int(C*, unsigned int)>& f, const std::string& expected, unsigned int cap)
+void checkAt(const std::function<unsigned int(C *, unsigned int)> &f, const std::string &expected, unsigned int cap)
 {
-    SCOPED_TRACE(std::string(sizeof(C) == 1 ? "narrow" : "wide") + ", capacity " + std::to_string(cap));
-    const unsigned int n = (unsigned int)expected.size();
-    std::vector<C> buf(cap + kGuard, guardValue<C>());
-    const unsigned int result = f(buf.data(), cap);
-    unsigned int untouchedFrom = 0;
-    if (cap == 0) {
-        EXPECT_EQ(n + 1, result);
-    } else if (cap > n) {
-        EXPECT_EQ(n, result);
-        for (unsigned int i = 0; i < n; i++)
-            ASSERT_EQ((C)(unsigned char)expected[i], buf[i]) << "at " << i;
-        EXPECT_EQ((C)0, buf[n]);
-        untouchedFrom = n + 1;
-    } else {
-        EXPECT_EQ(n + 1, result);
-        for (unsigned int i = 0; i + 1 < cap; i++)
-            ASSERT_EQ((C)(unsigned char)expected[i], buf[i]) << "at " << i;
-        EXPECT_EQ((C)0, buf[cap - 1]);
-        untouchedFrom = cap;
-    }
-    for (unsigned int i = untouchedFrom; i < cap + kGuard; i++)
-        ASSERT_EQ(guardValue<C>(), buf[i]) << "element " << i << " was written";
+  SCOPED_TRACE(std::string(sizeof(C) == 1 ? "narrow" : "wide") + ", capacity " + std::to_string(cap));
+  const unsigned int n = (unsigned int)expected.size();
+  std::vector<C> buf(cap + kGuard, guardValue<C>());
+  const unsigned int result = f(buf.data(), cap);
+  unsigned int untouchedFrom = 0;
+  if (cap == 0)
+  {
+    EXPECT_EQ(n + 1, result);
+  }
+  else if (cap > n)
+  {
+    EXPECT_EQ(n, result);
+    for (unsigned int i = 0; i < n; i++)
+      ASSERT_EQ((C)(unsigned char)expected[i], buf[i]) << "at " << i;
+    EXPECT_EQ((C)0, buf[n]);
+    untouchedFrom = n + 1;
+  }
+  else
+  {
+    EXPECT_EQ(n + 1, result);
+    for (unsigned int i = 0; i + 1 < cap; i++)
+      ASSERT_EQ((C)(unsigned char)expected[i], buf[i]) << "at " << i;
+    EXPECT_EQ((C)0, buf[cap - 1]);
+    untouchedFrom = cap;
+  }
+  for (unsigned int i = untouchedFrom; i < cap + kGuard; i++)
+    ASSERT_EQ(guardValue<C>(), buf[i]) << "element " << i << " was written";
 }
 
 } // namespace
 
-void expectFormatBoth(const std::function<unsigned int(char*, unsigned int)>& narrow,
-                      const std::function<unsigned int(wchar_t*, unsigned int)>& wide, const std::string& expected)
+void expectFormatBoth(const std::function<unsigned int(char *, unsigned int)> &narrow,
+                      const std::function<unsigned int(wchar_t *, unsigned int)> &wide, const std::string &expected)
 {
-    SCOPED_TRACE("expected \"" + expected + "\"");
-    const unsigned int n = (unsigned int)expected.size();
-    for (unsigned int cap = 0; cap <= n + 3; cap++) {
-        checkAt<char>(narrow, expected, cap);
-        checkAt<wchar_t>(wide, expected, cap);
-    }
-    EXPECT_EQ(n + 1, narrow(nullptr, 0));
-    EXPECT_EQ(n + 1, wide(nullptr, 0));
+  SCOPED_TRACE("expected \"" + expected + "\"");
+  const unsigned int n = (unsigned int)expected.size();
+  for (unsigned int cap = 0; cap <= n + 3; cap++)
+  {
+    checkAt<char>(narrow, expected, cap);
+    checkAt<wchar_t>(wide, expected, cap);
+  }
+  EXPECT_EQ(n + 1, narrow(nullptr, 0));
+  EXPECT_EQ(n + 1, wide(nullptr, 0));
 }

@@ -38,7 +38,9 @@ static std::string encodeGood(rc_record r)
 
 static std::string payloadP1()
 {
-  return std::string("P\0" "1\0\0\0", 6);
+  return std::string("P\0"
+                     "1\0\0\0",
+                     6);
 }
 
 /* One record of every type, with a payload, consistent lengths. */
@@ -233,7 +235,8 @@ TEST(RecordDecoder, TotalLengthMustMatchFixedPartAndNameLen)
 {
   rc_record r = blank(419);
   r.nameLen = 6;
-  r.payload = (const unsigned char *)"P\0" "1\0\0";
+  r.payload = (const unsigned char *)"P\0"
+                                     "1\0\0";
   r.totalLength = 17;
   EXPECT_EQ(firstError(encode(r)),
             "record 0 at offset 0: RCPACKET_PRN_DOC_END total length 17 is not fixed part 12 + nameLen 6");
@@ -254,7 +257,8 @@ TEST(RecordDecoder, FragmentTotalMustCoverFixedPartAndName)
 {
   rc_record f = blank(412);
   f.nameLen = 6;
-  f.payload = (const unsigned char *)"P\0" "1\0\0";
+  f.payload = (const unsigned char *)"P\0"
+                                     "1\0\0";
   f.totalLength = 25;
   EXPECT_EQ(firstError(encode(f)),
             "record 0 at offset 0: RCPACKET_PRN_BITMAP_FRAGMENT total length 25 is shorter than fixed part 20 + nameLen 6");
@@ -307,12 +311,14 @@ TEST(RecordDecoder, PayloadWithoutTerminator)
 {
   rc_record r = blank(421);
   r.nameLen = 4;
-  r.payload = (const unsigned char *)"P\0" "1\0";
+  r.payload = (const unsigned char *)"P\0"
+                                     "1\0";
   r.totalLength = 16;
   EXPECT_EQ(firstError(encode(r)),
             "record 0 at offset 0: RCPACKET_PRN_PAGE_END printer-name payload of 4 bytes has no 16-bit terminator");
   /* A zero byte that is not a whole unit does not count. */
-  r.payload = (const unsigned char *)"\0P\0" "1";
+  r.payload = (const unsigned char *)"\0P\0"
+                                     "1";
   EXPECT_NE(firstError(encode(r)).find("no 16-bit terminator"), std::string::npos);
 }
 
@@ -406,13 +412,13 @@ TEST(RecordPayloadText, BackToUtf8)
 TEST(RecordEncoder, WritesExactlyWhatItIsGiven)
 {
   rc_record r = blank(411);
-  r.totalLength = 7;        /* deliberately wrong */
-  r.nameLen = 3;            /* deliberately odd */
+  r.totalLength = 7; /* deliberately wrong */
+  r.nameLen = 3;     /* deliberately odd */
   r.bitmap.width = 1;
   r.bitmap.constant = 5;
   std::string s = encode(r);
   EXPECT_EQ(s, le32(411) + le32(7) + le32(1) + le32(0) + le32(5) + le32(0) + le32(0) + le32(3) +
-                   std::string(3, '\0'));
+                 std::string(3, '\0'));
   unsigned char small[10];
   EXPECT_EQ(rc_encode_record(&r, small, sizeof(small)), 0u);
 

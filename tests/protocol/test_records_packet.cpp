@@ -104,7 +104,7 @@ TEST(RecordBuild, PageStartKeepsLowSixteenBits)
   rc_page_settings s;
   memset(&s, 0, sizeof(s));
   s.collate = -1;
-  s.printQuality = 70000;      /* 0x11170 */
+  s.printQuality = 70000; /* 0x11170 */
   s.paperSize = -32768;
   unsigned char b[44];
   rc_build_page_start(b, &s, 0);
@@ -120,7 +120,7 @@ TEST(RecordBuild, BitmapHeaderAndFragment)
   unsigned char h[32];
   rc_build_bitmap_hdr(h, 2480, 3508, 300, 600, 14);
   EXPECT_EQ(bytesOf(h, 32), le32(411) + le32(46) + le32(2480) + le32(3508) + le32(1) + le32(300) +
-                                le32(600) + le32(14));
+                              le32(600) + le32(14));
   unsigned char f[20];
   rc_build_bitmap_fragment(f, 1993920, 14, 5000);
   EXPECT_EQ(bytesOf(f, 20), le32(412) + le32(20 + 14 + 5000) + le32(1993920) + le32(1) + le32(14));
@@ -162,7 +162,9 @@ TEST(RecordSend, FixedPartThenPayloadAsSeparateWrites)
   ASSERT_GE(pair.fds[0], 0);
   const std::string payload = expectedPayload("P1");
   const unsigned char *p = (const unsigned char *)payload.data();
-  ASSERT_EQ(payload, std::string("P\0" "1\0\0\0", 6));
+  ASSERT_EQ(payload, std::string("P\0"
+                                 "1\0\0\0",
+                                 6));
 
   rc_page_settings s;
   memset(&s, 0, sizeof(s));
@@ -219,13 +221,13 @@ TEST(RecordSend, FailureLinesOfEveryRecord)
     int which;
     const char *line;
   } cases[] = {
-      {0, "DEBUG: CorvaneBackend - socket_write(RCPACKETID_PRN_DOC_START) FAILED\n"},
-      {1, "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_DOC_END) FAILED\n"},
-      {2, "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_PAGE_START) FAILED\n"},
-      {3, "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_BITMAP_HDR) FAILED\n"},
-      {4, "DEBUG: CorvaneBackend - 3/250 socket_write(RCPACKET_PRN_BITMAP_FRAGMENT) FAILED\n"},
-      {5, "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_BITMAP_END) FAILED\n"},
-      {6, "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_PAGE_END) FAILED\n"},
+    {0, "DEBUG: CorvaneBackend - socket_write(RCPACKETID_PRN_DOC_START) FAILED\n"},
+    {1, "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_DOC_END) FAILED\n"},
+    {2, "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_PAGE_START) FAILED\n"},
+    {3, "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_BITMAP_HDR) FAILED\n"},
+    {4, "DEBUG: CorvaneBackend - 3/250 socket_write(RCPACKET_PRN_BITMAP_FRAGMENT) FAILED\n"},
+    {5, "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_BITMAP_END) FAILED\n"},
+    {6, "DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_PAGE_END) FAILED\n"},
   };
   for (const Case &c : cases)
   {
@@ -279,7 +281,7 @@ TEST(RecordSend, PayloadWriteFailureGivesTheRecordsLine)
   std::string err = cap.end();
   EXPECT_EQ(ok, 0);
   EXPECT_EQ(err, std::string("Writing to socket failed: ") + strerror(EAGAIN) + "\n" +
-                     "DEBUG: CorvaneBackend - 1/7 socket_write(RCPACKET_PRN_BITMAP_FRAGMENT) FAILED\n");
+                   "DEBUG: CorvaneBackend - 1/7 socket_write(RCPACKET_PRN_BITMAP_FRAGMENT) FAILED\n");
   /* What reached the pipe: the filler, then exactly the 20-byte fixed part. */
   std::string got;
   char buf[8192];
@@ -299,7 +301,7 @@ TEST(RecordSend, PayloadWriteFailureGivesTheRecordsLine)
   err = cap.end();
   EXPECT_EQ(ok, 0);
   EXPECT_EQ(err, std::string("Writing to socket failed: ") + strerror(EAGAIN) + "\n" +
-                     "DEBUG: CorvaneBackend - socket_write(RCPACKETID_PRN_DOC_START) FAILED\n");
+                   "DEBUG: CorvaneBackend - socket_write(RCPACKETID_PRN_DOC_START) FAILED\n");
   close(fds[0]);
   close(fds[1]);
 }

@@ -67,7 +67,8 @@ TEST(NamePayload, CharactersBeyondTheBasicPlaneKeepTheirLowSixteenBits)
 TEST(NamePayload, AgreesWithAnIndependentEncoding)
 {
   const char *names[] = {"Office", "Office Printer", "Imprimante \xC3\xA9tage 2",
-                         "\xE6\x89\x93\xE5\x8D\xB0\xE6\x9C\xBA", "a\xC2\xA0" "b"};
+                         "\xE6\x89\x93\xE5\x8D\xB0\xE6\x9C\xBA", "a\xC2\xA0"
+                                                                 "b"};
   for (const char *name : names)
   {
     uint32_t n = 0;

@@ -595,4 +595,4 @@ TEST(SocketConnectHostPath, NoHostApplicationListening)
   EXPECT_EQ(sizeof(KIVPRINTER_SOCKET_PATH), 21u);
 }
 
-}  // namespace
+} // namespace

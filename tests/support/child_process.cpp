@@ -87,9 +87,27 @@ ChildResult runChild(const ChildOptions &options)
     struct pollfd fds[3];
     int n = 0;
     int inIdx = -1, outIdx = -1, errIdx = -1;
-    if (inFd >= 0) { inIdx = n; fds[n].fd = inFd; fds[n].events = POLLOUT; n++; }
-    if (outFd >= 0) { outIdx = n; fds[n].fd = outFd; fds[n].events = POLLIN; n++; }
-    if (errFd >= 0) { errIdx = n; fds[n].fd = errFd; fds[n].events = POLLIN; n++; }
+    if (inFd >= 0)
+    {
+      inIdx = n;
+      fds[n].fd = inFd;
+      fds[n].events = POLLOUT;
+      n++;
+    }
+    if (outFd >= 0)
+    {
+      outIdx = n;
+      fds[n].fd = outFd;
+      fds[n].events = POLLIN;
+      n++;
+    }
+    if (errFd >= 0)
+    {
+      errIdx = n;
+      fds[n].fd = errFd;
+      fds[n].events = POLLIN;
+      n++;
+    }
     double left = deadline - monotonicSeconds();
     if (left <= 0)
     {
@@ -108,7 +126,7 @@ ChildResult runChild(const ChildOptions &options)
       if (w > 0)
         written += (size_t)w;
       if (w < 0 && errno != EAGAIN && errno != EINTR)
-        written = options.stdinData.size();   /* child closed its stdin */
+        written = options.stdinData.size(); /* child closed its stdin */
       if (written >= options.stdinData.size())
       {
         close(inFd);
@@ -139,9 +157,12 @@ ChildResult runChild(const ChildOptions &options)
       }
     }
   }
-  if (inFd >= 0) close(inFd);
-  if (outFd >= 0) close(outFd);
-  if (errFd >= 0) close(errFd);
+  if (inFd >= 0)
+    close(inFd);
+  if (outFd >= 0)
+    close(outFd);
+  if (errFd >= 0)
+    close(errFd);
 
   int status = 0;
   while (waitpid(pid, &status, 0) < 0 && errno == EINTR)

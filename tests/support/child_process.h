@@ -11,22 +11,22 @@
 
 struct ChildOptions
 {
-  std::vector<std::string> argv;        /* argv[0] is the program's path */
-  std::vector<std::string> env;         /* the whole environment, "K=V" */
-  std::string stdinData;                /* written to the child's stdin, then closed */
-  bool stdinIsDevNull = false;          /* stdin from /dev/null instead */
-  int timeoutSeconds = 60;              /* SIGKILL after this long */
-  std::string cwd;                      /* working directory; empty: inherit */
+  std::vector<std::string> argv; /* argv[0] is the program's path */
+  std::vector<std::string> env;  /* the whole environment, "K=V" */
+  std::string stdinData;         /* written to the child's stdin, then closed */
+  bool stdinIsDevNull = false;   /* stdin from /dev/null instead */
+  int timeoutSeconds = 60;       /* SIGKILL after this long */
+  std::string cwd;               /* working directory; empty: inherit */
 };
 
 struct ChildResult
 {
-  bool exited = false;       /* ended through exit() */
-  int exitStatus = -1;       /* its status, when exited */
-  int termSignal = 0;        /* the signal that ended it, when not exited */
-  bool timedOut = false;     /* killed because it ran past its time */
-  std::string out;           /* everything written to stdout */
-  std::string err;           /* everything written to stderr */
+  bool exited = false;   /* ended through exit() */
+  int exitStatus = -1;   /* its status, when exited */
+  int termSignal = 0;    /* the signal that ended it, when not exited */
+  bool timedOut = false; /* killed because it ran past its time */
+  std::string out;       /* everything written to stdout */
+  std::string err;       /* everything written to stderr */
 };
 
 ChildResult runChild(const ChildOptions &options);

@@ -165,22 +165,24 @@ static bool writeConfiguration(CupsdFixture *fixture, const CupsdStartOptions &o
 {
   const std::string &d = fixture->dir;
   std::string conf =
-      "# Private scheduler for tests: a Unix socket only, no browsing, and\n"
-      "# every operation allowed to every local client.\n"
-      "Listen " + fixture->socketPath + "\n"
-      "Browsing Off\n"
-      "LogLevel " + std::string(options.debugLog ? "debug" : "warn") + "\n"
-      "DefaultAuthType None\n"
-      "WebInterface No\n"
-      "<Location />\n"
-      "  Order allow,deny\n"
-      "  Allow all\n"
-      "</Location>\n"
-      "<Policy default>\n"
-      "  <Limit All>\n"
-      "    Order deny,allow\n"
-      "  </Limit>\n"
-      "</Policy>\n";
+    "# Private scheduler for tests: a Unix socket only, no browsing, and\n"
+    "# every operation allowed to every local client.\n"
+    "Listen " +
+    fixture->socketPath + "\n"
+                          "Browsing Off\n"
+                          "LogLevel " +
+    std::string(options.debugLog ? "debug" : "warn") + "\n"
+                                                       "DefaultAuthType None\n"
+                                                       "WebInterface No\n"
+                                                       "<Location />\n"
+                                                       "  Order allow,deny\n"
+                                                       "  Allow all\n"
+                                                       "</Location>\n"
+                                                       "<Policy default>\n"
+                                                       "  <Limit All>\n"
+                                                       "    Order deny,allow\n"
+                                                       "  </Limit>\n"
+                                                       "</Policy>\n";
 
   std::string files;
   if (geteuid() == 0)
@@ -196,16 +198,25 @@ static bool writeConfiguration(CupsdFixture *fixture, const CupsdStartOptions &o
       files += std::string("SystemGroup ") + g->gr_name + "\n";
   }
   files +=
-      "ServerRoot " + d + "/etc\n"
-      "ServerBin " + fixture->serverBin + "\n"
-      "DataDir " + d + "/share\n"
-      "CacheDir " + d + "/cache\n"
-      "StateDir " + d + "/state\n"
-      "RequestRoot " + d + "/spool\n"
-      "TempDir " + d + "/tmp\n"
-      "ErrorLog " + fixture->errorLog + "\n"
-      "AccessLog " + d + "/log/access_log\n"
-      "PageLog " + d + "/log/page_log\n";
+    "ServerRoot " + d + "/etc\n"
+                        "ServerBin " +
+    fixture->serverBin + "\n"
+                         "DataDir " +
+    d + "/share\n"
+        "CacheDir " +
+    d + "/cache\n"
+        "StateDir " +
+    d + "/state\n"
+        "RequestRoot " +
+    d + "/spool\n"
+        "TempDir " +
+    d + "/tmp\n"
+        "ErrorLog " +
+    fixture->errorLog + "\n"
+                        "AccessLog " +
+    d + "/log/access_log\n"
+        "PageLog " +
+    d + "/log/page_log\n";
 
   return writeFile(d + "/etc/cupsd.conf", conf) &&
          writeFile(d + "/etc/cups-files.conf", files);
@@ -415,7 +426,7 @@ bool cupsdAddQueue(CupsdFixture *fixture, const std::string &name, const char *d
     args.push_back("-D");
     args.push_back(description);
   }
-  args.push_back("-E");   /* after -p: enable the queue and accept jobs */
+  args.push_back("-E"); /* after -p: enable the queue and accept jobs */
   return cupsdRunClient(fixture, args) == 0;
 }
 
@@ -435,9 +446,9 @@ std::vector<std::string> cupsdEnvironment(const CupsdFixture *fixture,
                                           const std::vector<std::string> &extra)
 {
   std::vector<std::string> env = environmentWithout(
-      {"CUPS_SERVER", "PRINTER", "CUPS_ENCRYPTION", "CUPS_USER", "IPP_PORT",
-       "CUPS_GSSSERVICENAME", "CUPS_ANYROOT", "CUPS_EXPIREDCERTS", "CUPS_VALIDATECERTS",
-       "CUPS_TRUSTFIRST", "CUPS_DEBUG_LOG", "CUPS_DEBUG_LEVEL", "CUPS_DEBUG_FILTER"});
+    {"CUPS_SERVER", "PRINTER", "CUPS_ENCRYPTION", "CUPS_USER", "IPP_PORT",
+     "CUPS_GSSSERVICENAME", "CUPS_ANYROOT", "CUPS_EXPIREDCERTS", "CUPS_VALIDATECERTS",
+     "CUPS_TRUSTFIRST", "CUPS_DEBUG_LOG", "CUPS_DEBUG_LEVEL", "CUPS_DEBUG_FILTER"});
   env.push_back("CUPS_SERVER=" + fixture->socketPath);
   /* An extra "K=V" replaces an inherited K: the C library's getenv() takes
      the first entry of a name, so a second one would never be seen. */

@@ -39,11 +39,11 @@
 
 struct CupsdFixture
 {
-  std::string dir;          /* the temporary tree; removed by cupsdStop() */
-  std::string socketPath;   /* dir + "/cupsd.sock": the value of CUPS_SERVER */
-  std::string serverBin;    /* dir + "/bin": ServerBin (daemon/, backend/, filter/ ...) */
-  std::string errorLog;     /* dir + "/log/error_log" */
-  pid_t pid = -1;           /* the scheduler; -1 when not running */
+  std::string dir;        /* the temporary tree; removed by cupsdStop() */
+  std::string socketPath; /* dir + "/cupsd.sock": the value of CUPS_SERVER */
+  std::string serverBin;  /* dir + "/bin": ServerBin (daemon/, backend/, filter/ ...) */
+  std::string errorLog;   /* dir + "/log/error_log" */
+  pid_t pid = -1;         /* the scheduler; -1 when not running */
 };
 
 struct CupsdStartOptions
@@ -53,8 +53,8 @@ struct CupsdStartOptions
      (the scheduler only checks that the scheme has a backend; tests that
      let the scheduler run jobs pass CORVANE_BIN_DIR "/CorvaneBackend"). */
   std::string backendProgram;
-  int startTimeoutSeconds = 15;   /* give up waiting for the socket after this */
-  bool debugLog = false;          /* LogLevel debug instead of warn */
+  int startTimeoutSeconds = 15; /* give up waiting for the socket after this */
+  bool debugLog = false;        /* LogLevel debug instead of warn */
 };
 
 /* Starts a scheduler in a fresh temporary directory and waits (bounded)

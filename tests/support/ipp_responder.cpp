@@ -120,12 +120,12 @@ bool ippMsgDecode(const std::string &b, IppMessage *m)
     std::string value = b.substr(pos, valueLen);
     pos += valueLen;
     if (m->groups.empty())
-      return false;   /* a value before any group tag */
+      return false; /* a value before any group tag */
     std::vector<IppAttribute> &attrs = m->groups.back().attributes;
     if (nameLen == 0)
     {
       if (attrs.empty())
-        return false;   /* an additional value with nothing to add to */
+        return false; /* an additional value with nothing to add to */
       attrs.back().values.push_back(value);
     }
     else
@@ -137,7 +137,7 @@ bool ippMsgDecode(const std::string &b, IppMessage *m)
       attrs.push_back(a);
     }
   }
-  return false;   /* no end-of-attributes tag */
+  return false; /* no end-of-attributes tag */
 }
 
 const IppAttribute *ippMsgFind(const IppMessage &m, const std::string &name)
@@ -229,7 +229,7 @@ static bool readChunked(IppResponder *r, int fd, std::string *buf, std::string *
     body->append(*buf, 0, size);
     buf->erase(0, size + 2);
     if (size == 0)
-      return true;   /* no trailers are sent by the clients we serve */
+      return true; /* no trailers are sent by the clients we serve */
   }
 }
 

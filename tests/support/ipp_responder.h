@@ -49,8 +49,8 @@ enum
 {
   IPP_VALUE_INTEGER = 0x21,
   IPP_VALUE_ENUM = 0x23,
-  IPP_VALUE_TEXT = 0x41,        /* textWithoutLanguage */
-  IPP_VALUE_NAME = 0x42,        /* nameWithoutLanguage */
+  IPP_VALUE_TEXT = 0x41, /* textWithoutLanguage */
+  IPP_VALUE_NAME = 0x42, /* nameWithoutLanguage */
   IPP_VALUE_KEYWORD = 0x44,
   IPP_VALUE_URI = 0x45,
   IPP_VALUE_CHARSET = 0x47,
@@ -61,7 +61,7 @@ struct IppAttribute
 {
   uint8_t valueTag = 0;
   std::string name;
-  std::vector<std::string> values;   /* raw value bytes, one per value */
+  std::vector<std::string> values; /* raw value bytes, one per value */
 };
 
 struct IppGroup
@@ -74,8 +74,8 @@ struct IppMessage
 {
   uint8_t versionMajor = 2;
   uint8_t versionMinor = 0;
-  uint16_t code = 0;         /* operation id (request) or status (response) */
-  uint32_t requestId = 0;    /* in a response: 0 echoes the request's id */
+  uint16_t code = 0;      /* operation id (request) or status (response) */
+  uint32_t requestId = 0; /* in a response: 0 echoes the request's id */
   std::vector<IppGroup> groups;
 };
 
@@ -86,7 +86,7 @@ void ippMsgAddGroup(IppMessage *m, uint8_t tag);
    the operation tag is started when there is none). */
 void ippMsgAddValue(IppMessage *m, uint8_t valueTag, const std::string &name, const std::string &value);
 void ippMsgAddValues(IppMessage *m, uint8_t valueTag, const std::string &name,
-                  const std::vector<std::string> &values);
+                     const std::vector<std::string> &values);
 
 /* The binary encoding of m. */
 std::string ippMsgEncode(const IppMessage &m);
@@ -100,10 +100,10 @@ const IppAttribute *ippMsgFind(const IppMessage &m, const std::string &name);
 /* What the responder does with each request. */
 enum ResponderMode
 {
-  RESPOND_IPP,           /* answer 200 OK with the scripted IPP message */
-  RESPOND_CLOSE,         /* read the request, then close without a word */
-  RESPOND_HTTP_ERROR,    /* answer with the HTTP status line in httpStatus */
-  RESPOND_SILENT         /* read the request and never answer (until stop) */
+  RESPOND_IPP,        /* answer 200 OK with the scripted IPP message */
+  RESPOND_CLOSE,      /* read the request, then close without a word */
+  RESPOND_HTTP_ERROR, /* answer with the HTTP status line in httpStatus */
+  RESPOND_SILENT      /* read the request and never answer (until stop) */
 };
 
 struct IppResponder
@@ -116,8 +116,8 @@ struct IppResponder
   std::thread thread;
   std::atomic<bool> stopping{false};
   std::mutex lock;
-  std::vector<std::string> requests;   /* the IPP body of each POST, in order */
-  std::vector<std::string> headers;    /* the HTTP request head of each POST */
+  std::vector<std::string> requests; /* the IPP body of each POST, in order */
+  std::vector<std::string> headers;  /* the HTTP request head of each POST */
 };
 
 /* Listens on path (a stale file there is removed first) and answers in a

@@ -18,10 +18,10 @@
 
 struct SinkOptions
 {
-  size_t readChunk = 65536;        /* bytes asked of each read */
+  size_t readChunk = 65536;          /* bytes asked of each read */
   size_t closeAfterBytes = SIZE_MAX; /* close a connection once it sent this many */
-  bool neverRead = false;          /* accept, then hold the connection unread */
-  unsigned readDelayMicros = 0;    /* pause before each read */
+  bool neverRead = false;            /* accept, then hold the connection unread */
+  unsigned readDelayMicros = 0;      /* pause before each read */
 };
 
 struct SocketSink
@@ -33,8 +33,8 @@ struct SocketSink
   std::vector<std::thread> connThreads;
   std::vector<int> connFds;
   std::mutex lock;
-  std::vector<std::string> received;   /* one entry per accepted connection */
-  std::vector<bool> finished;          /* peer closed (or we closed) */
+  std::vector<std::string> received; /* one entry per accepted connection */
+  std::vector<bool> finished;        /* peer closed (or we closed) */
   std::atomic<bool> stopping{false};
 };
 

@@ -72,8 +72,8 @@ TEST(HostPng, RgbAndGrayRoundTripWithResolution)
     ASSERT_EQ(png_write_file(path.c_str(), &image), 1);
     std::string file = hostReadFile(path);
     EXPECT_EQ(file.substr(1, 3), "PNG");
-    EXPECT_EQ((unsigned char)file[24], 8u);                 /* 8 bits per sample */
-    EXPECT_EQ(colourType(file), channels == 3 ? 2 : 0);     /* RGB or gray */
+    EXPECT_EQ((unsigned char)file[24], 8u);             /* 8 bits per sample */
+    EXPECT_EQ(colourType(file), channels == 3 ? 2 : 0); /* RGB or gray */
     /* 75 dpi = 2953 pixels per metre (0x00000B89), unit 1 (metre). */
     EXPECT_EQ(physChunk(file), std::string("\x00\x00\x0B\x89\x00\x00\x0B\x89\x01", 9));
     PageImage back;
@@ -103,9 +103,9 @@ TEST(HostPng, ConversionsAndReadingAsOtherChannels)
   EXPECT_EQ(gray_of_rgb(0, 0, 0), 0);
   EXPECT_EQ(gray_of_rgb(255, 255, 255), 255);
   EXPECT_EQ(gray_of_rgb(77, 77, 77), 77);
-  EXPECT_EQ(gray_of_rgb(255, 0, 0), 76);    /* 299 * 255 / 1000 = 76.2 */
-  EXPECT_EQ(gray_of_rgb(0, 255, 0), 150);   /* 149.7 */
-  EXPECT_EQ(gray_of_rgb(0, 0, 255), 29);    /* 29.1 */
+  EXPECT_EQ(gray_of_rgb(255, 0, 0), 76);  /* 299 * 255 / 1000 = 76.2 */
+  EXPECT_EQ(gray_of_rgb(0, 255, 0), 150); /* 149.7 */
+  EXPECT_EQ(gray_of_rgb(0, 0, 255), 29);  /* 29.1 */
 
   TempDir t;
   PageImage rgb;
@@ -143,16 +143,17 @@ TEST(HostStream, ExactBytesOfATinyColourStream)
   std::string out;
   ASSERT_EQ(build_print_stream(&out, s, {image}), 1);
   std::string expected =
-      "PRINTERMODEL\n"
-      "DOCUMENT Test page\n"
-      "COLORDEVICE 1\n"
-      "PAGENAME A4\n"
-      "PAGE 0 0 2 2 0 0 0 72 72 0\n"
-      "RASTER 2 2 3\n"
-      "LINE 6\n" + std::string("\x01\x02\x03\x04\x05\x06", 6) +
-      "LINE 6\n" + std::string("\x07\x08\x09\x0A\x0B\x0C", 6) +
-      "ENDPAGE\n"
-      "ENDDOCUMENT\n";
+    "PRINTERMODEL\n"
+    "DOCUMENT Test page\n"
+    "COLORDEVICE 1\n"
+    "PAGENAME A4\n"
+    "PAGE 0 0 2 2 0 0 0 72 72 0\n"
+    "RASTER 2 2 3\n"
+    "LINE 6\n" +
+    std::string("\x01\x02\x03\x04\x05\x06", 6) +
+    "LINE 6\n" + std::string("\x07\x08\x09\x0A\x0B\x0C", 6) +
+    "ENDPAGE\n"
+    "ENDDOCUMENT\n";
   EXPECT_EQ(out, expected);
 }
 
@@ -179,8 +180,8 @@ TEST(HostStream, GrayDuplexLandscapeAndNames)
   /* Height: 1 pixel at 600 dpi is 0.12 points, written as at least 1.
      Only the first '#' of a line needs its backslash. */
   std::string expected = "PRINTERMODEL Office \\#2\nDOCUMENT a\\#b#c\nCOLORDEVICE 0\nPAGENAME Letter\n"
-             "PAGE 0 0 1 1 1 1 1 300 600 1\nRASTER 3 1 1\nLINE 3\n" +
-             std::string("\x4C\x96\x1D", 3) + "ENDPAGE\nENDDOCUMENT\n";
+                         "PAGE 0 0 1 1 1 1 1 300 600 1\nRASTER 3 1 1\nLINE 3\n" +
+                         std::string("\x4C\x96\x1D", 3) + "ENDPAGE\nENDDOCUMENT\n";
   EXPECT_EQ(out, expected);
 }
 
@@ -192,7 +193,7 @@ TEST(HostStream, RefusesWhatCannotBeWritten)
   s.hasPrinterName = true;
   s.printerName = "two\nlines";
   EXPECT_EQ(build_print_stream(&out, s, {image}), 0);
-  s.printerName = std::string(1011, 'n');   /* "PRINTERMODEL " + 1011 = 1024 */
+  s.printerName = std::string(1011, 'n'); /* "PRINTERMODEL " + 1011 = 1024 */
   EXPECT_EQ(build_print_stream(&out, s, {image}), 0);
   s.printerName = std::string(1010, 'n');
   EXPECT_EQ(build_print_stream(&out, s, {image}), 1);
@@ -212,7 +213,7 @@ TEST(HostTestPage, SizesAndDeterminism)
   ASSERT_NE(a4, nullptr);
   EXPECT_EQ(points_to_pixels(a4->widthPt, 75), 620u);
   EXPECT_EQ(points_to_pixels(a4->heightPt, 75), 877u);
-  EXPECT_EQ(points_to_pixels(a4->widthPt, 300), 2479u);   /* 2479.17 */
+  EXPECT_EQ(points_to_pixels(a4->widthPt, 300), 2479u); /* 2479.17 */
   EXPECT_EQ(pixels_to_points(620, 75), 595u);
   EXPECT_EQ(paper_size_by_name("a4"), nullptr);
 
@@ -311,8 +312,7 @@ TEST(HostMkstream, ImagesBecomePagesAndStdoutIsTheDefault)
 TEST(HostMkstream, BadArguments)
 {
   for (std::vector<std::string> args : std::vector<std::vector<std::string>>{
-           {"--resolution", "0"}, {"--resolution", "x"}, {"--duplex", "both"}, {"--size", "10"},
-           {"--bogus"}, {"--paper", "Custom"}})
+         {"--resolution", "0"}, {"--resolution", "x"}, {"--duplex", "both"}, {"--size", "10"}, {"--bogus"}, {"--paper", "Custom"}})
   {
     ChildResult r = runMkstream(args);
     EXPECT_EQ(r.exitStatus, 2) << args[0];

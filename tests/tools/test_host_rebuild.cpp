@@ -95,7 +95,7 @@ TEST(HostRebuild, OtherGrayWidthsShowTheLostColumnWhite)
     EXPECT_EQ(lost, w % 3 == 1 ? w - 1 : w - 2);
     PageImage image = patternImage(w, 6, 1, 3, 75);
     for (uint32_t y = 0; y < 6; y++)
-      image.pixels[(size_t)y * w + lost] = 0x11;   /* never white */
+      image.pixels[(size_t)y * w + lost] = 0x11; /* never white */
     PageResult result;
     std::string error;
     ASSERT_TRUE(rebuild(image, 0, 1, &result, &error)) << error;
@@ -238,6 +238,6 @@ TEST(HostRebuild, AFragmentClaimingMoreThanLzfCanExpandIsRefusedFirst)
   ASSERT_TRUE(page_check_fragment(&page, rec.fragment.uncompressedLength, &error));
   EXPECT_FALSE(page_add_fragment(&page, rec, &error));
   EXPECT_EQ(error, "fragment 0 states 3000000 uncompressed bytes, more than its " +
-                   std::to_string(compressed.size()) + " compressed bytes can hold");
+                     std::to_string(compressed.size()) + " compressed bytes can hold");
   EXPECT_EQ(page.bitmap.size(), 0u);
 }

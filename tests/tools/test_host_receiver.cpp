@@ -27,7 +27,7 @@ class HostReceiver : public ::testing::Test
 protected:
   std::string dir, sock, out;
   Receiver r;
-  unsigned jobs = 0;   /* jobs sent so far (each connection with bytes) */
+  unsigned jobs = 0; /* jobs sent so far (each connection with bytes) */
 
   void SetUp() override
   {
@@ -87,7 +87,7 @@ struct Parts
   std::string payload = namePayload("P1");
   PageImage image;
   std::vector<rc_record> recs;
-  std::vector<std::string> compressed;   /* fragment data the records point into */
+  std::vector<std::string> compressed; /* fragment data the records point into */
 
   Parts(uint32_t width, uint32_t height, uint32_t channels, unsigned linesPerFragment = 0)
   {
@@ -98,7 +98,7 @@ struct Parts
     std::string lines = wireLines(image);
     size_t padded = ((size_t)width * channels + 3) / 4 * 4;
     size_t per = linesPerFragment ? linesPerFragment : height;
-    compressed.reserve(64);   /* the records point into these strings */
+    compressed.reserve(64); /* the records point into these strings */
     for (size_t start = 0; start < lines.size(); start += per * padded)
     {
       compressed.emplace_back();
@@ -145,13 +145,16 @@ TEST_F(HostReceiver, SavesAJobAsPngAndJobJson)
   ASSERT_TRUE(receiverWaitFor(&r, false, "job 1: complete", 20)) << receiverErr(&r);
   size_t compressed = p.recs[3].dataLength;
   char ratio[32];
-  snprintf(ratio, sizeof ratio, "%.2f", 1496.0 / compressed);   /* 17 lines of 88 bytes */
+  snprintf(ratio, sizeof ratio, "%.2f", 1496.0 / compressed); /* 17 lines of 88 bytes */
   EXPECT_EQ(receiverOut(&r),
             "kivprinter-host: listening on " + sock + ", saving jobs under " + out + "\n"
-            "job 1: printer \"P1\", saving to " + f + "\n"
-            "job 1 page 1: 29x17 depth 3, 1 fragment, " + std::to_string(compressed) +
-            " compressed bytes, 1496 raw bytes, ratio " + ratio + " -> " + f + "/page-001.png\n"
-            "job 1: complete, 1 page in " + f + "\n");
+                                                                                     "job 1: printer \"P1\", saving to " +
+              f + "\n"
+                  "job 1 page 1: 29x17 depth 3, 1 fragment, " +
+              std::to_string(compressed) +
+              " compressed bytes, 1496 raw bytes, ratio " + ratio + " -> " + f + "/page-001.png\n"
+                                                                                 "job 1: complete, 1 page in " +
+              f + "\n");
   EXPECT_EQ(receiverErr(&r), "");
   PageImage back;
   ASSERT_TRUE(readPng(f + "/page-001.png", &back));
@@ -161,29 +164,35 @@ TEST_F(HostReceiver, SavesAJobAsPngAndJobJson)
   std::string json = hostReadFile(f + "/job.json");
   EXPECT_NE(json.find("\n  \"job\":1,\n  \"printer\":\"P1\",\n  \"folder\":\"" + f +
                       "\",\n  \"status\":\"complete\",\n  \"complete\":true,\n  \"error\":null,\n"),
-            std::string::npos) << json;
+            std::string::npos)
+    << json;
   EXPECT_NE(json.find("{\"index\":1,\"offset\":18,\"type\":\"RCPACKET_PRN_PAGE_START\",\"id\":420,"
                       "\"totalLength\":50,\"nameLen\":6,\"printer\":\"P1\",\"fields\":\"0x00001F1F\","
                       "\"orientation\":{\"code\":1,\"name\":\"portrait\"},\"paper\":{\"code\":9,\"name\":\"A4\"},"
                       "\"paperWidthMm\":210.0,\"paperLengthMm\":297.0,\"scale\":100,\"copies\":1,"
                       "\"defaultSource\":7,\"printQuality\":75,\"color\":{\"code\":2,\"name\":\"color\"},"
                       "\"duplex\":{\"code\":1,\"name\":\"simplex\"},\"collate\":0}"),
-            std::string::npos) << json;
+            std::string::npos)
+    << json;
   EXPECT_NE(json.find("\"type\":\"RCPACKET_PRN_BITMAP_HDR\",\"id\":411,\"totalLength\":38,\"nameLen\":6,"
                       "\"printer\":\"P1\",\"width\":29,\"height\":17,\"constant\":1,\"xResolution\":75,"
                       "\"yResolution\":75,\"widthMm\":9.8,\"heightMm\":5.8}"),
-            std::string::npos) << json;
+            std::string::npos)
+    << json;
   snprintf(ratio, sizeof ratio, "%.2f", 1496.0 / compressed);
   EXPECT_NE(json.find("\"uncompressedLength\":1496,\"constant\":1,\"compressedLength\":" +
                       std::to_string(compressed) + ",\"ratio\":" + ratio + "}"),
-            std::string::npos) << json;
+            std::string::npos)
+    << json;
   EXPECT_NE(json.find("\"type\":\"RCPACKET_PRN_BITMAP_END\",\"id\":413,\"totalLength\":18,\"nameLen\":6,"
                       "\"printer\":\"P1\",\"page\":1,\"depth\":3,\"image\":\"page-001.png\"}"),
-            std::string::npos) << json;
+            std::string::npos)
+    << json;
   EXPECT_NE(json.find("{\"page\":1,\"image\":\"page-001.png\",\"width\":29,\"height\":17,\"depth\":3,"
                       "\"depthAmbiguous\":false,\"xResolution\":75,\"yResolution\":75,\"lineBytes\":88,"
                       "\"linesReceived\":17,\"lostSamplesPerRow\":0,\"fragments\":1,"),
-            std::string::npos) << json;
+            std::string::npos)
+    << json;
   EXPECT_EQ(hostCount(json, "\"type\":"), 7u);
   EXPECT_EQ(hostListDir(f), (std::vector<std::string>{"job.json", "page-001.png"}));
 }
@@ -218,9 +227,9 @@ TEST_F(HostReceiver, EveryCorruptFieldGivesItsErrorLineAndTheReceiverGoesOn)
   {
     const char *name;
     std::function<void(Parts *)> alter;
-    size_t index;                 /* record named in the error */
+    size_t index; /* record named in the error */
     std::string what;
-    unsigned kept = 0;            /* pages finished before it */
+    unsigned kept = 0; /* pages finished before it */
   };
   /* Width 29 colour: 88 bytes per line (32 at depth 1); 17 lines. */
   std::vector<Case> cases = {
@@ -311,8 +320,7 @@ TEST_F(HostReceiver, FewerBytesThanStatedAndPagesKeptBeforeAnError)
   Parts p(29, 17, 3, 8);
   p.recs[3].fragment.uncompressedLength += 88;
   send(p.bytes());
-  ASSERT_TRUE(receiverWaitFor(&r, true, errorLine(1, 3, p.offset(3),
-              "RCPACKET_PRN_BITMAP_FRAGMENT fragment 3 decompresses to 704 bytes, 792 stated"), 20))
+  ASSERT_TRUE(receiverWaitFor(&r, true, errorLine(1, 3, p.offset(3), "RCPACKET_PRN_BITMAP_FRAGMENT fragment 3 decompresses to 704 bytes, 792 stated"), 20))
     << receiverErr(&r);
 
   /* A first page arrives whole, the second page's fragment is corrupt. */
@@ -328,8 +336,7 @@ TEST_F(HostReceiver, FewerBytesThanStatedAndPagesKeptBeforeAnError)
     s += encodeRecord(b.recs[i], true);
   }
   send(s);
-  ASSERT_TRUE(receiverWaitFor(&r, true, errorLine(2, 8, offset,
-              "RCPACKET_PRN_BITMAP_FRAGMENT constant is 7, expected 1", 1), 20)) << receiverErr(&r);
+  ASSERT_TRUE(receiverWaitFor(&r, true, errorLine(2, 8, offset, "RCPACKET_PRN_BITMAP_FRAGMENT constant is 7, expected 1", 1), 20)) << receiverErr(&r);
   std::string f = folder(2, "P1");
   PageImage back;
   ASSERT_TRUE(readPng(f + "/page-001.png", &back));
@@ -338,7 +345,8 @@ TEST_F(HostReceiver, FewerBytesThanStatedAndPagesKeptBeforeAnError)
   std::string json = hostReadFile(f + "/job.json");
   EXPECT_NE(json.find("\"status\":\"failed\",\n  \"complete\":false,\n  \"error\":\"record 8 at offset " +
                       std::to_string(offset) + ": RCPACKET_PRN_BITMAP_FRAGMENT constant is 7, expected 1\""),
-            std::string::npos) << json;
+            std::string::npos)
+    << json;
   /* The failing record is listed with its error. */
   EXPECT_NE(json.find("\"constant\":7,"), std::string::npos);
   EXPECT_NE(json.find("\"error\":\"RCPACKET_PRN_BITMAP_FRAGMENT constant is 7, expected 1\"}"), std::string::npos);
@@ -351,23 +359,26 @@ TEST_F(HostReceiver, JobsThatEndEarlyAreKeptAsIncomplete)
   /* Ends between records, before the document's end. */
   send(p.bytes().substr(0, p.offset(2)));
   ASSERT_TRUE(receiverWaitFor(&r, false,
-              "job 1: incomplete: the connection ended before the document's end; 0 pages kept\n", 20));
+                              "job 1: incomplete: the connection ended before the document's end; 0 pages kept\n", 20));
   std::string json = hostReadFile(folder(1, "P1") + "/job.json");
   EXPECT_NE(json.find("\"status\":\"incomplete\",\n  \"complete\":false,\n  \"error\":null,\n"
                       "  \"note\":\"the connection ended before the document's end\""),
-            std::string::npos) << json;
+            std::string::npos)
+    << json;
   /* Ends inside a bitmap. */
   send(p.bytes().substr(0, p.offset(4)));
   ASSERT_TRUE(receiverWaitFor(&r, false, "job 2: incomplete: the connection ended inside a bitmap; 0 pages kept\n", 20));
   /* Ends inside a record: 10 bytes of the bitmap header. */
   send(p.bytes().substr(0, p.offset(2) + 10));
   ASSERT_TRUE(receiverWaitFor(&r, false,
-              "job 3: incomplete: record 2 at offset 68: stream ends inside the record: 10 byte(s) left undecoded; "
-              "0 pages kept\n", 20)) << receiverOut(&r);
+                              "job 3: incomplete: record 2 at offset 68: stream ends inside the record: 10 byte(s) left undecoded; "
+                              "0 pages kept\n",
+                              20))
+    << receiverOut(&r);
   /* After the page but before the document's end: the page is kept. */
   send(p.bytes().substr(0, p.offset(6)));
   ASSERT_TRUE(receiverWaitFor(&r, false,
-              "job 4: incomplete: the connection ended before the document's end; 1 page kept\n", 20));
+                              "job 4: incomplete: the connection ended before the document's end; 1 page kept\n", 20));
   EXPECT_TRUE(hostExists(folder(4, "P1") + "/page-001.png"));
   /* A connection that sends nothing is no job at all. */
   int fd = connectUnix(sock);
@@ -385,7 +396,7 @@ TEST_F(HostReceiver, AStuckConnectionDoesNotDelayOthers)
   std::string whole = p.bytes();
   int stuck = connectUnix(sock);
   ASSERT_GE(stuck, 0);
-  ASSERT_TRUE(sendAll(stuck, whole.substr(0, p.offset(3) + 7)));   /* inside a fragment */
+  ASSERT_TRUE(sendAll(stuck, whole.substr(0, p.offset(3) + 7))); /* inside a fragment */
   ASSERT_TRUE(receiverWaitFor(&r, false, "job 1: printer \"P1\"", 20));
   jobs = 1;
   expectStillServing();
@@ -555,8 +566,8 @@ TEST_F(HostReceiver, DumpPrintsRecordsAndSavesNothing)
   EXPECT_EQ(lines[0], "{\"job\":1,\"index\":0,\"offset\":0,\"type\":\"RCPACKET_PRN_DOC_START\",\"id\":418,"
                       "\"totalLength\":18,\"nameLen\":6,\"printer\":\"P1\"}");
   EXPECT_EQ(lines[4], "{\"job\":1,\"index\":4,\"offset\":" + std::to_string(p.offset(4)) +
-                      ",\"type\":\"RCPACKET_PRN_BITMAP_END\",\"id\":413,\"totalLength\":18,\"nameLen\":6,"
-                      "\"printer\":\"P1\",\"page\":1,\"depth\":3,\"image\":null}");
+                        ",\"type\":\"RCPACKET_PRN_BITMAP_END\",\"id\":413,\"totalLength\":18,\"nameLen\":6,"
+                        "\"printer\":\"P1\",\"page\":1,\"depth\":3,\"image\":null}");
   for (size_t i = 0; i < lines.size(); i++)
   {
     std::string prefix = "{\"job\":1,\"index\":" + std::to_string(i) + ",";
@@ -574,11 +585,13 @@ TEST_F(HostReceiver, NumbersContinueAfterExistingJobsAndNamesAreSafe)
   start();
   PageImage image = patternImage(3, 2, 3, 1, 75);
   /* "Bü/ro 1" in UTF-16: a non-ASCII character, a slash and a blank. */
-  std::string payload("B\0\xFC\0/\0r\0o\0 \0" "1\0\0\0", 16);
+  std::string payload("B\0\xFC\0/\0r\0o\0 \0"
+                      "1\0\0\0",
+                      16);
   std::string s = encodeRecord(simpleRecord(RCPACKETID_PRN_DOC_START, payload));
   s += encodeRecord(simpleRecord(RCPACKETID_PRN_DOC_END, payload));
   send(s);
-  std::string f = out + "/0042-B___ro_1";   /* two bytes of UTF-8, a slash, a blank */
+  std::string f = out + "/0042-B___ro_1"; /* two bytes of UTF-8, a slash, a blank */
   ASSERT_TRUE(receiverWaitFor(&r, false, "job 42: complete, 0 pages in " + f, 20)) << receiverOut(&r);
   EXPECT_NE(receiverOut(&r).find("job 42: printer \"B\xC3\xBC/ro 1\", saving to " + f + "\n"), std::string::npos);
   std::string json = hostReadFile(f + "/job.json");

@@ -387,7 +387,7 @@ PageImage patternImage(uint32_t width, uint32_t height, uint32_t channels, uint3
         state = state * 1103515245u + 12345u;
         uint8_t v;
         if ((x / 7 + y / 5) % 3 == 0)
-          v = (uint8_t)(state >> 16);                      /* noise */
+          v = (uint8_t)(state >> 16); /* noise */
         else if (c == 0)
           v = (uint8_t)(x * 255 / (width > 1 ? width - 1 : 1));
         else if (c == 1)

@@ -20,11 +20,11 @@
 
 /* ---- files ---------------------------------------------------------- */
 
-std::string hostTempDir(const char *prefix);        /* fresh directory, mode 0755 */
+std::string hostTempDir(const char *prefix); /* fresh directory, mode 0755 */
 void hostRemoveTree(const std::string &dir);
-std::string hostReadFile(const std::string &path);  /* empty when unreadable */
+std::string hostReadFile(const std::string &path); /* empty when unreadable */
 bool hostWriteFile(const std::string &path, const std::string &data);
-std::vector<std::string> hostListDir(const std::string &dir);   /* sorted, no . and .. */
+std::vector<std::string> hostListDir(const std::string &dir); /* sorted, no . and .. */
 bool hostExists(const std::string &path);
 /* Counts the non-overlapping occurrences of needle in text. */
 size_t hostCount(const std::string &text, const std::string &needle);
@@ -36,7 +36,7 @@ struct Receiver
   pid_t pid = -1;
   std::string socketPath;
   std::string outDir;
-  std::string outLog, errLog;   /* its standard output and error */
+  std::string outLog, errLog; /* its standard output and error */
 };
 
 /* Starts build/bin/kivprinter-host --socket path --out outDir plus extra

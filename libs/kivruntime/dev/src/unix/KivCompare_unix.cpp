@@ -22,44 +22,62 @@ const unsigned int kMeasure = (unsigned int)-1;
 
 /* The empty string of each element type, used wherever a null pointer is
  * read as "". */
-template <typename C> const C* EmptyText();
-template <> const char* EmptyText<char>() { return ""; }
-template <> const wchar_t* EmptyText<wchar_t>() { return L""; }
+template <typename C>
+const C *EmptyText();
+template <>
+const char *EmptyText<char>()
+{
+  return "";
+}
+template <>
+const wchar_t *EmptyText<wchar_t>()
+{
+  return L"";
+}
 
 /* Length up to the terminator (the pointer is not null). */
-inline unsigned int TextLen(const char* s) { return (unsigned int)strlen(s); }
-inline unsigned int TextLen(const wchar_t* s) { return (unsigned int)wcslen(s); }
+inline unsigned int TextLen(const char *s)
+{
+  return (unsigned int)strlen(s);
+}
+inline unsigned int TextLen(const wchar_t *s)
+{
+  return (unsigned int)wcslen(s);
+}
 
 /* Length of s, but at most `limit`: tells whether a string holds at least
  * `limit` elements without walking a long string to its end. */
 template <typename C>
-unsigned int BoundedLen(const C* s, unsigned int limit)
+unsigned int BoundedLen(const C *s, unsigned int limit)
 {
-    unsigned int n = 0;
-    while (n < limit && s[n] != 0)
-        ++n;
-    return n;
+  unsigned int n = 0;
+  while (n < limit && s[n] != 0)
+    ++n;
+  return n;
 }
 
 /* Applies the null and length-marker rules to a (pointer, length) pair: a
  * null pointer becomes "" of length 0 whatever length was given (nothing is
  * ever read through it), and (unsigned)-1 becomes the measured length. */
 template <typename C>
-void ResolveText(const C*& s, unsigned int& len)
+void ResolveText(const C *&s, unsigned int &len)
 {
-    if (s == nullptr) {
-        s = EmptyText<C>();
-        len = 0;
-    } else if (len == kMeasure) {
-        len = TextLen(s);
-    }
+  if (s == nullptr)
+  {
+    s = EmptyText<C>();
+    len = 0;
+  }
+  else if (len == kMeasure)
+  {
+    len = TextLen(s);
+  }
 }
 
 /* A 32-bit pattern read as a two's-complement value, without relying on the
  * implementation-defined unsigned-to-signed conversion. */
 inline int32_t AsSigned32(uint32_t v)
 {
-    return v > 0x7FFFFFFFu ? -(int32_t)(0xFFFFFFFFu - v) - 1 : (int32_t)v;
+  return v > 0x7FFFFFFFu ? -(int32_t)(0xFFFFFFFFu - v) - 1 : (int32_t)v;
 }
 
 /* a - b as an int; a difference outside the int range (only possible for
@@ -67,12 +85,12 @@ inline int32_t AsSigned32(uint32_t v)
  * rather than wrapping. */
 inline int ClampedDiff(int64_t a, int64_t b)
 {
-    int64_t d = a - b;
-    if (d > INT_MAX)
-        return INT_MAX;
-    if (d < INT_MIN)
-        return INT_MIN;
-    return (int)d;
+  int64_t d = a - b;
+  if (d > INT_MAX)
+    return INT_MAX;
+  if (d < INT_MIN)
+    return INT_MIN;
+  return (int)d;
 }
 
 /* Case folding.  The library folds with the C library's lower-case mapping
@@ -86,103 +104,123 @@ inline int ClampedDiff(int64_t a, int64_t b)
  * folds, and a multibyte lead byte is compared as it is. */
 inline int32_t FoldValue(int32_t v)
 {
-    return AsSigned32((uint32_t)towlower((wint_t)(uint32_t)v));
+  return AsSigned32((uint32_t)towlower((wint_t)(uint32_t)v));
 }
-inline int32_t FoldElement(char c) { return FoldValue((signed char)c); }
-inline int32_t FoldElement(wchar_t c) { return FoldValue((int32_t)c); }
+inline int32_t FoldElement(char c)
+{
+  return FoldValue((signed char)c);
+}
+inline int32_t FoldElement(wchar_t c)
+{
+  return FoldValue((int32_t)c);
+}
 
 /* A narrow byte's value for the signed comparisons: a signed char, stated
  * explicitly because plain char is unsigned on some targets. */
-inline int32_t SignedValue(char c) { return (signed char)c; }
-inline int32_t SignedValue(wchar_t c) { return (int32_t)c; }
+inline int32_t SignedValue(char c)
+{
+  return (signed char)c;
+}
+inline int32_t SignedValue(wchar_t c)
+{
+  return (int32_t)c;
+}
 
 /* Length of the character at s when walking a string.  Narrow: KivCharMBLen
  * of the current locale.  A result below 1 (a byte that does not start a
  * valid character, or a sequence cut short) is taken as 1, so that such a
  * byte is a character of its own and every walk moves forward.  Wide: one
  * element. */
-inline unsigned int StepAt(const char* s)
+inline unsigned int StepAt(const char *s)
 {
-    if ((unsigned char)*s < 0x80)
-        return 1u; /* what KivCharMBLen says, without the call */
-    int n = KivCharMBLen(s);
-    return n < 1 ? 1u : (unsigned int)n;
+  if ((unsigned char)*s < 0x80)
+    return 1u; /* what KivCharMBLen says, without the call */
+  int n = KivCharMBLen(s);
+  return n < 1 ? 1u : (unsigned int)n;
 }
-inline unsigned int StepAt(const wchar_t*) { return 1u; }
+inline unsigned int StepAt(const wchar_t *)
+{
+  return 1u;
+}
 
 /* 1 if c equals one of the elements of set before its terminator. */
 template <typename C>
-int InSet(C c, const C* set)
+int InSet(C c, const C *set)
 {
-    for (; *set != 0; ++set) {
-        if (*set == c)
-            return 1;
-    }
-    return 0;
+  for (; *set != 0; ++set)
+  {
+    if (*set == c)
+      return 1;
+  }
+  return 0;
 }
 
 /* ---- templates shared by both overloads ---- */
 
 template <typename C>
-int EqText(const C* a, const C* b)
+int EqText(const C *a, const C *b)
 {
-    if (a == nullptr)
-        a = EmptyText<C>();
-    if (b == nullptr)
-        b = EmptyText<C>();
-    for (;; ++a, ++b) {
-        if (*a != *b)
-            return 0;
-        if (*a == 0)
-            return 1;
-    }
+  if (a == nullptr)
+    a = EmptyText<C>();
+  if (b == nullptr)
+    b = EmptyText<C>();
+  for (;; ++a, ++b)
+  {
+    if (*a != *b)
+      return 0;
+    if (*a == 0)
+      return 1;
+  }
 }
 
 /* Equality of the first n elements, stopping at a terminator that both
  * share; the null rules come first. */
 template <typename C>
-int EqTextN(const C* a, const C* b, unsigned int n)
+int EqTextN(const C *a, const C *b, unsigned int n)
 {
-    if (a == nullptr)
-        return b == nullptr || *b == 0;
-    if (b == nullptr)
-        return *a == 0;
-    for (unsigned int i = 0; i < n; ++i) {
-        if (a[i] != b[i])
-            return 0;
-        if (a[i] == 0)
-            return 1;
-    }
-    return 1;
+  if (a == nullptr)
+    return b == nullptr || *b == 0;
+  if (b == nullptr)
+    return *a == 0;
+  for (unsigned int i = 0; i < n; ++i)
+  {
+    if (a[i] != b[i])
+      return 0;
+    if (a[i] == 0)
+      return 1;
+  }
+  return 1;
 }
 
 template <typename C>
-int EqTextLE(const C* a, unsigned int la, const C* b, unsigned int lb)
+int EqTextLE(const C *a, unsigned int la, const C *b, unsigned int lb)
 {
-    ResolveText(a, la);
-    ResolveText(b, lb);
-    if (la != lb)
-        return 0;
-    for (unsigned int i = 0; i < la; ++i) {
-        if (a[i] != b[i])
-            return 0;
-    }
-    return 1;
+  ResolveText(a, la);
+  ResolveText(b, lb);
+  if (la != lb)
+    return 0;
+  for (unsigned int i = 0; i < la; ++i)
+  {
+    if (a[i] != b[i])
+      return 0;
+  }
+  return 1;
 }
 
 template <typename C>
-int CmpTextLE(const C* a, unsigned int la, const C* b, unsigned int lb)
+int CmpTextLE(const C *a, unsigned int la, const C *b, unsigned int lb)
 {
-    ResolveText(a, la);
-    ResolveText(b, lb);
-    unsigned int n = la < lb ? la : lb;
-    for (unsigned int i = 0; i < n; ++i) {
-        if (a[i] != b[i])
-            return ClampedDiff(SignedValue(a[i]), SignedValue(b[i]));
-    }
-    if (la == lb)
-        return 0;
-    return la > lb ? 1 : -1;
+  ResolveText(a, la);
+  ResolveText(b, lb);
+  unsigned int n = la < lb ? la : lb;
+  for (unsigned int i = 0; i < n; ++i)
+  {
+    if (a[i] != b[i])
+      return ClampedDiff(SignedValue(a[i]), SignedValue(b[i]));
+  }
+  if (la == lb)
+    return 0;
+  return la > lb ? 1 : -1;
 }
 
 /* Case-insensitive order of two resolved ranges.  Each side steps by its
@@ -190,79 +228,81 @@ int CmpTextLE(const C* a, unsigned int la, const C* b, unsigned int lb)
  * and compared.  The walk ends as soon as either side leaves its range, and
  * the length difference decides. */
 template <typename C>
-int ICmpRanges(const C* a, unsigned int la, const C* b, unsigned int lb)
+int ICmpRanges(const C *a, unsigned int la, const C *b, unsigned int lb)
 {
-    if (la == 0)
-        return lb == 0 ? 0 : -1;
-    if (lb == 0)
-        return 1;
-    /* 64-bit offsets: a step past the end of a range near UINT_MAX must
+  if (la == 0)
+    return lb == 0 ? 0 : -1;
+  if (lb == 0)
+    return 1;
+  /* 64-bit offsets: a step past the end of a range near UINT_MAX must
      * not wrap back into it. */
-    uint64_t pa = 0;
-    uint64_t pb = 0;
-    while (pa < la && pb < lb) {
-        int d = ClampedDiff(FoldElement(a[pa]), FoldElement(b[pb]));
-        if (d != 0)
-            return d;
-        pa += StepAt(a + pa);
-        pb += StepAt(b + pb);
-    }
-    return AsSigned32(la - lb);
+  uint64_t pa = 0;
+  uint64_t pb = 0;
+  while (pa < la && pb < lb)
+  {
+    int d = ClampedDiff(FoldElement(a[pa]), FoldElement(b[pb]));
+    if (d != 0)
+      return d;
+    pa += StepAt(a + pa);
+    pb += StepAt(b + pb);
+  }
+  return AsSigned32(la - lb);
 }
 
 template <typename C>
-int ICmpTextLE(const C* a, unsigned int la, const C* b, unsigned int lb)
+int ICmpTextLE(const C *a, unsigned int la, const C *b, unsigned int lb)
 {
-    ResolveText(a, la);
-    ResolveText(b, lb);
-    return ICmpRanges(a, la, b, lb);
+  ResolveText(a, la);
+  ResolveText(b, lb);
+  return ICmpRanges(a, la, b, lb);
 }
 
 template <typename C>
-int IEqTextN(const C* a, const C* b, unsigned int n)
+int IEqTextN(const C *a, const C *b, unsigned int n)
 {
-    if (a == nullptr)
-        a = EmptyText<C>();
-    if (b == nullptr)
-        b = EmptyText<C>();
-    if (BoundedLen(a, n) < n || BoundedLen(b, n) < n)
-        return 0;
-    return ICmpRanges(a, n, b, n) == 0;
+  if (a == nullptr)
+    a = EmptyText<C>();
+  if (b == nullptr)
+    b = EmptyText<C>();
+  if (BoundedLen(a, n) < n || BoundedLen(b, n) < n)
+    return 0;
+  return ICmpRanges(a, n, b, n) == 0;
 }
 
 template <typename C>
-int IEqTextLE(const C* a, unsigned int la, const C* b, unsigned int lb)
+int IEqTextLE(const C *a, unsigned int la, const C *b, unsigned int lb)
 {
-    ResolveText(a, la);
-    ResolveText(b, lb);
-    if (la != lb)
-        return 0;
-    return ICmpRanges(a, la, b, lb) == 0;
+  ResolveText(a, la);
+  ResolveText(b, lb);
+  if (la != lb)
+    return 0;
+  return ICmpRanges(a, la, b, lb) == 0;
 }
 
 /* Wide case-insensitive walk.  wantOrder 0: equality (1/0).  wantOrder 1:
  * the folded difference at the first differing pair, or, when one string
  * is a prefix of the other, +1 if a ended first and -1 if b did: the
  * reverse of strcmp's sign, which is this overload's established result. */
-int WideICompare(const wchar_t* a, const wchar_t* b, int wantOrder)
+int WideICompare(const wchar_t *a, const wchar_t *b, int wantOrder)
 {
-    if (a == nullptr)
-        a = L"";
-    if (b == nullptr)
-        b = L"";
-    for (; *a != 0 && *b != 0; ++a, ++b) {
-        int32_t fa = FoldElement(*a);
-        int32_t fb = FoldElement(*b);
-        if (fa != fb)
-            return wantOrder ? ClampedDiff(fa, fb) : 0;
-    }
-    if (!wantOrder)
-        return *a == 0 && *b == 0;
-    if (*a == 0 && *b != 0)
-        return 1;
-    if (*a != 0 && *b == 0)
-        return -1;
-    return 0;
+  if (a == nullptr)
+    a = L"";
+  if (b == nullptr)
+    b = L"";
+  for (; *a != 0 && *b != 0; ++a, ++b)
+  {
+    int32_t fa = FoldElement(*a);
+    int32_t fb = FoldElement(*b);
+    if (fa != fb)
+      return wantOrder ? ClampedDiff(fa, fb) : 0;
+  }
+  if (!wantOrder)
+    return *a == 0 && *b == 0;
+  if (*a == 0 && *b != 0)
+    return 1;
+  if (*a != 0 && *b == 0)
+    return -1;
+  return 0;
 }
 
 /* Decodes one character at s in the current locale, reading at most 6
@@ -270,14 +310,14 @@ int WideICompare(const wchar_t* a, const wchar_t* b, int wantOrder)
  * character.  A fresh conversion state per call keeps this free of hidden
  * state (and so thread-safe), which for the stateless encodings in use is
  * the same as the C library's mbtowc. */
-size_t DecodeNarrowChar(const char* s, wchar_t* out)
+size_t DecodeNarrowChar(const char *s, wchar_t *out)
 {
-    mbstate_t state;
-    memset(&state, 0, sizeof state);
-    size_t n = mbrtowc(out, s, 6, &state);
-    if (n == (size_t)-1 || n == (size_t)-2 || n == 0)
-        return 0;
-    return n;
+  mbstate_t state;
+  memset(&state, 0, sizeof state);
+  size_t n = mbrtowc(out, s, 6, &state);
+  if (n == (size_t)-1 || n == (size_t)-2 || n == 0)
+    return 0;
+  return n;
 }
 
 /* Narrow case-insensitive walk, character by character in the current
@@ -287,31 +327,35 @@ size_t DecodeNarrowChar(const char* s, wchar_t* out)
  * undecodable byte never sorts below another.  At the end of either string
  * the order is the difference of the two current bytes read as signed
  * chars.  wantOrder selects the order (1) or equality (0). */
-int NarrowICompare(const char* a, const char* b, int wantOrder)
+int NarrowICompare(const char *a, const char *b, int wantOrder)
 {
-    if (a == nullptr)
-        a = "";
-    if (b == nullptr)
-        b = "";
-    while (*a != 0 && *b != 0) {
-        wchar_t wa = 0;
-        wchar_t wb = 0;
-        size_t na = DecodeNarrowChar(a, &wa);
-        size_t nb = DecodeNarrowChar(b, &wb);
-        if (na != 0 && nb != 0) {
-            int32_t fa = FoldElement(wa);
-            int32_t fb = FoldElement(wb);
-            if (fa != fb)
-                return wantOrder ? ClampedDiff(fa, fb) : 0;
-        } else if (*a != *b) {
-            return wantOrder ? 1 : 0;
-        }
-        a += na != 0 ? na : 1;
-        b += nb != 0 ? nb : 1;
+  if (a == nullptr)
+    a = "";
+  if (b == nullptr)
+    b = "";
+  while (*a != 0 && *b != 0)
+  {
+    wchar_t wa = 0;
+    wchar_t wb = 0;
+    size_t na = DecodeNarrowChar(a, &wa);
+    size_t nb = DecodeNarrowChar(b, &wb);
+    if (na != 0 && nb != 0)
+    {
+      int32_t fa = FoldElement(wa);
+      int32_t fb = FoldElement(wb);
+      if (fa != fb)
+        return wantOrder ? ClampedDiff(fa, fb) : 0;
     }
-    if (!wantOrder)
-        return *a == 0 && *b == 0;
-    return (int)(signed char)*a - (int)(signed char)*b;
+    else if (*a != *b)
+    {
+      return wantOrder ? 1 : 0;
+    }
+    a += na != 0 ? na : 1;
+    b += nb != 0 ? nb : 1;
+  }
+  if (!wantOrder)
+    return *a == 0 && *b == 0;
+  return (int)(signed char)*a - (int)(signed char)*b;
 }
 
 /* Folded values of the elements 0-255, worked out as they are met and kept
@@ -320,48 +364,52 @@ int NarrowICompare(const char* a, const char* b, int wantOrder)
  * a text of a few distinct letters costs a few calls.  (towlower gives the
  * same answer for the same value while the search runs; a program that
  * changes its locale meanwhile has no defined result anyway.) */
-struct TFoldMemo {
-    int32_t value[256];
-    uint8_t known[256];
+struct TFoldMemo
+{
+  int32_t value[256];
+  uint8_t known[256];
 };
 
 /* The fold of element c through the memo (elements outside 0-255 directly). */
-inline int32_t MemoFoldElement(TFoldMemo& m, char c)
+inline int32_t MemoFoldElement(TFoldMemo &m, char c)
 {
-    const unsigned int i = (unsigned char)c;
-    if (!m.known[i]) {
-        m.value[i] = FoldElement(c);
-        m.known[i] = 1;
-    }
-    return m.value[i];
+  const unsigned int i = (unsigned char)c;
+  if (!m.known[i])
+  {
+    m.value[i] = FoldElement(c);
+    m.known[i] = 1;
+  }
+  return m.value[i];
 }
-inline int32_t MemoFoldElement(TFoldMemo& m, wchar_t c)
+inline int32_t MemoFoldElement(TFoldMemo &m, wchar_t c)
 {
-    const uint32_t u = (uint32_t)c;
-    if (u > 0xFFu)
-        return FoldElement(c);
-    if (!m.known[u]) {
-        m.value[u] = FoldElement(c);
-        m.known[u] = 1;
-    }
-    return m.value[u];
+  const uint32_t u = (uint32_t)c;
+  if (u > 0xFFu)
+    return FoldElement(c);
+  if (!m.known[u])
+  {
+    m.value[u] = FoldElement(c);
+    m.known[u] = 1;
+  }
+  return m.value[u];
 }
 
 /* Whether ICmpRanges(a, n, b, n) would give 0: the same walk (each side
  * stepping by its own character length, lead elements folded, the end when
  * either side leaves its n elements), with the folds taken from the memo. */
 template <typename C>
-bool IEqRangesMemo(TFoldMemo& memo, const C* a, const C* b, unsigned int n)
+bool IEqRangesMemo(TFoldMemo &memo, const C *a, const C *b, unsigned int n)
 {
-    uint64_t pa = 0;
-    uint64_t pb = 0;
-    while (pa < n && pb < n) {
-        if (MemoFoldElement(memo, a[pa]) != MemoFoldElement(memo, b[pb]))
-            return false;
-        pa += StepAt(a + pa);
-        pb += StepAt(b + pb);
-    }
-    return true;
+  uint64_t pa = 0;
+  uint64_t pb = 0;
+  while (pa < n && pb < n)
+  {
+    if (MemoFoldElement(memo, a[pa]) != MemoFoldElement(memo, b[pb]))
+      return false;
+    pa += StepAt(a + pa);
+    pb += StepAt(b + pb);
+  }
+  return true;
 }
 
 /* Case-insensitive search of needle inside hay, both resolved ranges: the
@@ -370,78 +418,83 @@ bool IEqRangesMemo(TFoldMemo& memo, const C* a, const C* b, unsigned int n)
  * needle's first one is passed over at once, as ICmpRanges would return
  * there after its first comparison. */
 template <typename C>
-unsigned int IPosRanges(const C* hay, unsigned int lh, const C* needle, unsigned int ln)
+unsigned int IPosRanges(const C *hay, unsigned int lh, const C *needle, unsigned int ln)
 {
-    if (lh < ln)
-        return kNotFound;
-    if (ln == 0)
-        return 0;
-    TFoldMemo memo;
-    memset(memo.known, 0, sizeof memo.known);
-    const int32_t first = MemoFoldElement(memo, needle[0]);
-    unsigned int last = lh - ln;
-    unsigned int off = 0;
-    for (;;) {
-        if (MemoFoldElement(memo, hay[off]) == first && IEqRangesMemo(memo, hay + off, needle, ln))
-            return off;
-        unsigned int step = StepAt(hay + off);
-        if (step > last - off)
-            return kNotFound;
-        off += step;
-    }
-}
-
-template <typename C>
-unsigned int FindElement(const C* s, C c)
-{
-    if (s == nullptr)
-        return kNotFound;
-    for (unsigned int i = 0;; ++i) {
-        if (s[i] == c)
-            return i;
-        if (s[i] == 0)
-            return kNotFound;
-    }
-}
-
-template <typename C>
-unsigned int FindInSet(const C* s, const C* set, int wantInSet)
-{
-    for (unsigned int i = 0; s[i] != 0; ++i) {
-        if (InSet(s[i], set) == wantInSet)
-            return i;
-    }
+  if (lh < ln)
     return kNotFound;
+  if (ln == 0)
+    return 0;
+  TFoldMemo memo;
+  memset(memo.known, 0, sizeof memo.known);
+  const int32_t first = MemoFoldElement(memo, needle[0]);
+  unsigned int last = lh - ln;
+  unsigned int off = 0;
+  for (;;)
+  {
+    if (MemoFoldElement(memo, hay[off]) == first && IEqRangesMemo(memo, hay + off, needle, ln))
+      return off;
+    unsigned int step = StepAt(hay + off);
+    if (step > last - off)
+      return kNotFound;
+    off += step;
+  }
 }
 
 template <typename C>
-unsigned int RFindElement(const C* s, C c, unsigned int from)
+unsigned int FindElement(const C *s, C c)
 {
-    if (s == nullptr)
-        return kNotFound;
-    if (from == kMeasure)
-        from = TextLen(s);
-    for (unsigned int i = from;; --i) {
-        if (s[i] == c)
-            return i;
-        if (i == 0)
-            return kNotFound;
-    }
+  if (s == nullptr)
+    return kNotFound;
+  for (unsigned int i = 0;; ++i)
+  {
+    if (s[i] == c)
+      return i;
+    if (s[i] == 0)
+      return kNotFound;
+  }
 }
 
 template <typename C>
-unsigned int RFindInSet(const C* s, const C* set, unsigned int from, int wantInSet)
+unsigned int FindInSet(const C *s, const C *set, int wantInSet)
 {
-    if (s == nullptr || set == nullptr || *s == 0)
-        return kNotFound;
-    if (from == kMeasure)
-        from = TextLen(s) - 1;
-    for (unsigned int i = from;; --i) {
-        if (InSet(s[i], set) == wantInSet)
-            return i;
-        if (i == 0)
-            return kNotFound;
-    }
+  for (unsigned int i = 0; s[i] != 0; ++i)
+  {
+    if (InSet(s[i], set) == wantInSet)
+      return i;
+  }
+  return kNotFound;
+}
+
+template <typename C>
+unsigned int RFindElement(const C *s, C c, unsigned int from)
+{
+  if (s == nullptr)
+    return kNotFound;
+  if (from == kMeasure)
+    from = TextLen(s);
+  for (unsigned int i = from;; --i)
+  {
+    if (s[i] == c)
+      return i;
+    if (i == 0)
+      return kNotFound;
+  }
+}
+
+template <typename C>
+unsigned int RFindInSet(const C *s, const C *set, unsigned int from, int wantInSet)
+{
+  if (s == nullptr || set == nullptr || *s == 0)
+    return kNotFound;
+  if (from == kMeasure)
+    from = TextLen(s) - 1;
+  for (unsigned int i = from;; --i)
+  {
+    if (InSet(s[i], set) == wantInSet)
+      return i;
+    if (i == 0)
+      return kNotFound;
+  }
 }
 
 /* The k-th string of a packed list.  Each round looks for the terminator of
@@ -449,58 +502,70 @@ unsigned int RFindInSet(const C* s, const C* set, unsigned int from, int wantInS
  * moves just past it; a further string needs at least one element after
  * that terminator.  Nothing at or past `size` is read. */
 template <typename C>
-unsigned int FindStringInList(const C* list, unsigned int size, unsigned int k)
+unsigned int FindStringInList(const C *list, unsigned int size, unsigned int k)
 {
-    if (list == nullptr)
+  if (list == nullptr)
+    return kNotFound;
+  unsigned int p = 0;
+  for (unsigned int i = 0; i != k; ++i)
+  {
+    if (p >= size)
+      return kNotFound;
+    while (list[p] != 0)
+    {
+      if (++p >= size)
         return kNotFound;
-    unsigned int p = 0;
-    for (unsigned int i = 0; i != k; ++i) {
-        if (p >= size)
-            return kNotFound;
-        while (list[p] != 0) {
-            if (++p >= size)
-                return kNotFound;
-        }
-        ++p;
-        if (p >= size)
-            return kNotFound;
     }
-    return p;
+    ++p;
+    if (p >= size)
+      return kNotFound;
+  }
+  return p;
 }
 
 template <typename C>
-int StartsWithText(const C* s, const C* prefix, unsigned int lp, int caseSensitive)
+int StartsWithText(const C *s, const C *prefix, unsigned int lp, int caseSensitive)
 {
-    if (lp == kMeasure)
-        lp = prefix == nullptr ? 0 : TextLen(prefix);
-    return caseSensitive ? EqTextN(s, prefix, lp) : IEqTextN(s, prefix, lp);
+  if (lp == kMeasure)
+    lp = prefix == nullptr ? 0 : TextLen(prefix);
+  return caseSensitive ? EqTextN(s, prefix, lp) : IEqTextN(s, prefix, lp);
 }
 
 /* The tail comparison of the suffix tests: exact or case-insensitive
  * equality of two zero-terminated strings. */
-inline int TailEq(const char* a, const char* b, int cs) { return cs ? EqText(a, b) : NarrowICompare(a, b, 0); }
-inline int TailEq(const wchar_t* a, const wchar_t* b, int cs) { return cs ? EqText(a, b) : WideICompare(a, b, 0); }
+inline int TailEq(const char *a, const char *b, int cs)
+{
+  return cs ? EqText(a, b) : NarrowICompare(a, b, 0);
+}
+inline int TailEq(const wchar_t *a, const wchar_t *b, int cs)
+{
+  return cs ? EqText(a, b) : WideICompare(a, b, 0);
+}
 
 /* ls and lx only place the start of the tail; the comparison itself runs to
  * the terminators of both strings.  A null s is "" of length 0 whatever ls
  * says. */
 template <typename C>
-int EndsWithText(const C* s, const C* suffix, unsigned int ls, unsigned int lx, int caseSensitive)
+int EndsWithText(const C *s, const C *suffix, unsigned int ls, unsigned int lx, int caseSensitive)
 {
-    if (s == nullptr) {
-        s = EmptyText<C>();
-        ls = 0;
-    } else if (ls == kMeasure) {
-        ls = TextLen(s);
-    }
-    if (lx == kMeasure) {
-        if (suffix == nullptr)
-            return TailEq(s + ls, (const C*)nullptr, caseSensitive);
-        lx = TextLen(suffix);
-    }
-    if (ls < lx)
-        return 0;
-    return TailEq(s + ls - lx, suffix, caseSensitive);
+  if (s == nullptr)
+  {
+    s = EmptyText<C>();
+    ls = 0;
+  }
+  else if (ls == kMeasure)
+  {
+    ls = TextLen(s);
+  }
+  if (lx == kMeasure)
+  {
+    if (suffix == nullptr)
+      return TailEq(s + ls, (const C *)nullptr, caseSensitive);
+    lx = TextLen(suffix);
+  }
+  if (ls < lx)
+    return 0;
+  return TailEq(s + ls - lx, suffix, caseSensitive);
 }
 
 /* Whether the pattern literal c matches the string element e: equal, or,
@@ -509,9 +574,9 @@ int EndsWithText(const C* s, const C* suffix, unsigned int ls, unsigned int lx, 
 template <typename C>
 inline int LiteralMatches(C c, C e, int caseSensitive)
 {
-    if (c == e)
-        return 1;
-    return !caseSensitive && FoldElement(c) == FoldElement(e);
+  if (c == e)
+    return 1;
+  return !caseSensitive && FoldElement(c) == FoldElement(e);
 }
 
 } // namespace
@@ -551,307 +616,412 @@ inline int LiteralMatches(C c, C e, int caseSensitive)
  * and the match ends exactly only at the end itself.
  */
 template <typename C>
-int TStrWildcardMatch(const C* str, unsigned int lstr, const C* pattern, unsigned int lpat,
+int TStrWildcardMatch(const C *str, unsigned int lstr, const C *pattern, unsigned int lpat,
                       int caseSensitive)
 {
-    ResolveText(str, lstr);
-    ResolveText(pattern, lpat);
-    /* Offsets are kept in 64 bits so that a step past the end of a range
+  ResolveText(str, lstr);
+  ResolveText(pattern, lpat);
+  /* Offsets are kept in 64 bits so that a step past the end of a range
      * near UINT_MAX cannot wrap back into it. */
-    const uint64_t strEnd = lstr;
-    const uint64_t patEnd = lpat;
-    uint64_t s = 0;
-    uint64_t p = 0;
-    int haveStar = 0;
-    uint64_t starP = 0;
-    uint64_t starS = 0;
+  const uint64_t strEnd = lstr;
+  const uint64_t patEnd = lpat;
+  uint64_t s = 0;
+  uint64_t p = 0;
+  int haveStar = 0;
+  uint64_t starP = 0;
+  uint64_t starS = 0;
 
-    for (;;) {
-        if (p < patEnd) {
-            C c = pattern[p];
-            if (c == (C)'*') {
-                do {
-                    p += StepAt(pattern + p);
-                } while (p < patEnd && pattern[p] == (C)'*');
-                if (p >= patEnd)
-                    return 1; /* trailing stars take any rest, even none */
-                if (s >= strEnd)
-                    return 0; /* the rest needs a character and none is left */
-                haveStar = 1;
-                starP = p;
-                starS = s;
-                continue;
-            }
-            if (s < strEnd && (c == (C)'?' || LiteralMatches(c, str[s], caseSensitive))) {
-                s += StepAt(str + s);
-                p += StepAt(pattern + p);
-                continue;
-            }
-        } else if (s == strEnd && p == patEnd) {
-            return 1;
-        }
-        /* This attempt failed: the last star takes one more character. */
-        if (!haveStar)
-            return 0;
-        starS += StepAt(str + starS);
-        if (starS >= strEnd)
-            return 0;
-        s = starS;
-        p = starP;
+  for (;;)
+  {
+    if (p < patEnd)
+    {
+      C c = pattern[p];
+      if (c == (C)'*')
+      {
+        do
+        {
+          p += StepAt(pattern + p);
+        } while (p < patEnd && pattern[p] == (C)'*');
+        if (p >= patEnd)
+          return 1; /* trailing stars take any rest, even none */
+        if (s >= strEnd)
+          return 0; /* the rest needs a character and none is left */
+        haveStar = 1;
+        starP = p;
+        starS = s;
+        continue;
+      }
+      if (s < strEnd && (c == (C)'?' || LiteralMatches(c, str[s], caseSensitive)))
+      {
+        s += StepAt(str + s);
+        p += StepAt(pattern + p);
+        continue;
+      }
     }
+    else if (s == strEnd && p == patEnd)
+    {
+      return 1;
+    }
+    /* This attempt failed: the last star takes one more character. */
+    if (!haveStar)
+      return 0;
+    starS += StepAt(str + starS);
+    if (starS >= strEnd)
+      return 0;
+    s = starS;
+    p = starP;
+  }
 }
 
-template int TStrWildcardMatch<char>(const char*, unsigned int, const char*, unsigned int, int);
-template int TStrWildcardMatch<wchar_t>(const wchar_t*, unsigned int, const wchar_t*, unsigned int, int);
+template int TStrWildcardMatch<char>(const char *, unsigned int, const char *, unsigned int, int);
+template int TStrWildcardMatch<wchar_t>(const wchar_t *, unsigned int, const wchar_t *, unsigned int, int);
 
 /*
  * TKivStrPosLE - exact search of needle's ln elements within hay's first lh
  * elements.  Plain left-to-right scan, anchored on the first element.
  */
 template <typename C>
-unsigned int TKivStrPosLE(const C* hay, unsigned int lh, const C* needle, unsigned int ln)
+unsigned int TKivStrPosLE(const C *hay, unsigned int lh, const C *needle, unsigned int ln)
 {
-    ResolveText(hay, lh);
-    ResolveText(needle, ln);
-    if (ln == 0)
-        return 0;
-    if (lh < ln)
-        return kNotFound;
-    const unsigned int last = lh - ln;
-    const C first = needle[0];
-    for (unsigned int off = 0;; ++off) {
-        if (hay[off] == first) {
-            unsigned int i = 1;
-            while (i < ln && hay[off + i] == needle[i])
-                ++i;
-            if (i == ln)
-                return off;
-        }
-        if (off == last)
-            return kNotFound;
+  ResolveText(hay, lh);
+  ResolveText(needle, ln);
+  if (ln == 0)
+    return 0;
+  if (lh < ln)
+    return kNotFound;
+  const unsigned int last = lh - ln;
+  const C first = needle[0];
+  for (unsigned int off = 0;; ++off)
+  {
+    if (hay[off] == first)
+    {
+      unsigned int i = 1;
+      while (i < ln && hay[off + i] == needle[i])
+        ++i;
+      if (i == ln)
+        return off;
     }
+    if (off == last)
+      return kNotFound;
+  }
 }
 
-template unsigned int TKivStrPosLE<char>(const char*, unsigned int, const char*, unsigned int);
-template unsigned int TKivStrPosLE<wchar_t>(const wchar_t*, unsigned int, const wchar_t*, unsigned int);
+template unsigned int TKivStrPosLE<char>(const char *, unsigned int, const char *, unsigned int);
+template unsigned int TKivStrPosLE<wchar_t>(const wchar_t *, unsigned int, const wchar_t *, unsigned int);
 
 /* ---- length, equality and order ---- */
 
 /* Length of s; 0 for null. */
-unsigned int KivStrLen(const char* s) { return s == nullptr ? 0 : TextLen(s); }
-unsigned int KivStrLen(const wchar_t* s) { return s == nullptr ? 0 : TextLen(s); }
+unsigned int KivStrLen(const char *s)
+{
+  return s == nullptr ? 0 : TextLen(s);
+}
+unsigned int KivStrLen(const wchar_t *s)
+{
+  return s == nullptr ? 0 : TextLen(s);
+}
 
 /* Equality with null read as "". */
-int KivStrEq(const char* a, const char* b) { return EqText(a, b); }
-int KivStrEq(const wchar_t* a, const wchar_t* b) { return EqText(a, b); }
+int KivStrEq(const char *a, const char *b)
+{
+  return EqText(a, b);
+}
+int KivStrEq(const wchar_t *a, const wchar_t *b)
+{
+  return EqText(a, b);
+}
 
 /* Equality of the first n elements, with the null rules first. */
-int KivStrEqN(const char* a, const char* b, unsigned int n) { return EqTextN(a, b, n); }
-int KivStrEqN(const wchar_t* a, const wchar_t* b, unsigned int n) { return EqTextN(a, b, n); }
+int KivStrEqN(const char *a, const char *b, unsigned int n)
+{
+  return EqTextN(a, b, n);
+}
+int KivStrEqN(const wchar_t *a, const wchar_t *b, unsigned int n)
+{
+  return EqTextN(a, b, n);
+}
 
 /* Raw equality of two explicit ranges. */
-int KivStrEqLE(const char* a, unsigned int la, const char* b, unsigned int lb) { return EqTextLE(a, la, b, lb); }
-int KivStrEqLE(const wchar_t* a, unsigned int la, const wchar_t* b, unsigned int lb) { return EqTextLE(a, la, b, lb); }
+int KivStrEqLE(const char *a, unsigned int la, const char *b, unsigned int lb)
+{
+  return EqTextLE(a, la, b, lb);
+}
+int KivStrEqLE(const wchar_t *a, unsigned int la, const wchar_t *b, unsigned int lb)
+{
+  return EqTextLE(a, la, b, lb);
+}
 
 /* Case-insensitive equality: narrow decodes in the current locale. */
-int KivStrIEq(const char* a, const char* b) { return NarrowICompare(a, b, 0); }
-int KivStrIEq(const wchar_t* a, const wchar_t* b) { return WideICompare(a, b, 0); }
+int KivStrIEq(const char *a, const char *b)
+{
+  return NarrowICompare(a, b, 0);
+}
+int KivStrIEq(const wchar_t *a, const wchar_t *b)
+{
+  return WideICompare(a, b, 0);
+}
 
 /* Case-insensitive equality of the first n elements. */
-int KivStrIEqN(const char* a, const char* b, unsigned int n) { return IEqTextN(a, b, n); }
-int KivStrIEqN(const wchar_t* a, const wchar_t* b, unsigned int n) { return IEqTextN(a, b, n); }
+int KivStrIEqN(const char *a, const char *b, unsigned int n)
+{
+  return IEqTextN(a, b, n);
+}
+int KivStrIEqN(const wchar_t *a, const wchar_t *b, unsigned int n)
+{
+  return IEqTextN(a, b, n);
+}
 
 /* Case-insensitive equality of two explicit ranges of the same length. */
-int KivStrIEqLE(const char* a, unsigned int la, const char* b, unsigned int lb) { return IEqTextLE(a, la, b, lb); }
-int KivStrIEqLE(const wchar_t* a, unsigned int la, const wchar_t* b, unsigned int lb) { return IEqTextLE(a, la, b, lb); }
+int KivStrIEqLE(const char *a, unsigned int la, const char *b, unsigned int lb)
+{
+  return IEqTextLE(a, la, b, lb);
+}
+int KivStrIEqLE(const wchar_t *a, unsigned int la, const wchar_t *b, unsigned int lb)
+{
+  return IEqTextLE(a, la, b, lb);
+}
 
 /* The C library's order; a null pointer reads as "" instead of crashing. */
-int KivStrCmp(const char* a, const char* b)
+int KivStrCmp(const char *a, const char *b)
 {
-    return strcmp(a == nullptr ? "" : a, b == nullptr ? "" : b);
+  return strcmp(a == nullptr ? "" : a, b == nullptr ? "" : b);
 }
-int KivStrCmp(const wchar_t* a, const wchar_t* b)
+int KivStrCmp(const wchar_t *a, const wchar_t *b)
 {
-    return wcscmp(a == nullptr ? L"" : a, b == nullptr ? L"" : b);
+  return wcscmp(a == nullptr ? L"" : a, b == nullptr ? L"" : b);
 }
 
 /* Order of two explicit ranges (narrow elements as signed chars). */
-int KivStrCmpLE(const char* a, unsigned int la, const char* b, unsigned int lb) { return CmpTextLE(a, la, b, lb); }
-int KivStrCmpLE(const wchar_t* a, unsigned int la, const wchar_t* b, unsigned int lb) { return CmpTextLE(a, la, b, lb); }
+int KivStrCmpLE(const char *a, unsigned int la, const char *b, unsigned int lb)
+{
+  return CmpTextLE(a, la, b, lb);
+}
+int KivStrCmpLE(const wchar_t *a, unsigned int la, const wchar_t *b, unsigned int lb)
+{
+  return CmpTextLE(a, la, b, lb);
+}
 
 /* Case-insensitive order; the two overloads differ at the end of a string. */
-int KivStrICmp(const char* a, const char* b) { return NarrowICompare(a, b, 1); }
-int KivStrICmp(const wchar_t* a, const wchar_t* b) { return WideICompare(a, b, 1); }
+int KivStrICmp(const char *a, const char *b)
+{
+  return NarrowICompare(a, b, 1);
+}
+int KivStrICmp(const wchar_t *a, const wchar_t *b)
+{
+  return WideICompare(a, b, 1);
+}
 
 /* Case-insensitive order of two explicit ranges. */
-int KivStrICmpLE(const char* a, unsigned int la, const char* b, unsigned int lb) { return ICmpTextLE(a, la, b, lb); }
-int KivStrICmpLE(const wchar_t* a, unsigned int la, const wchar_t* b, unsigned int lb) { return ICmpTextLE(a, la, b, lb); }
+int KivStrICmpLE(const char *a, unsigned int la, const char *b, unsigned int lb)
+{
+  return ICmpTextLE(a, la, b, lb);
+}
+int KivStrICmpLE(const wchar_t *a, unsigned int la, const wchar_t *b, unsigned int lb)
+{
+  return ICmpTextLE(a, la, b, lb);
+}
 
 /* ---- search ---- */
 
 /* First occurrence of needle (strstr); nulls read as "". */
-unsigned int KivStrPos(const char* hay, const char* needle)
+unsigned int KivStrPos(const char *hay, const char *needle)
 {
-    if (hay == nullptr)
-        hay = "";
-    const char* hit = strstr(hay, needle == nullptr ? "" : needle);
-    return hit == nullptr ? kNotFound : (unsigned int)(hit - hay);
+  if (hay == nullptr)
+    hay = "";
+  const char *hit = strstr(hay, needle == nullptr ? "" : needle);
+  return hit == nullptr ? kNotFound : (unsigned int)(hit - hay);
 }
-unsigned int KivStrPos(const wchar_t* hay, const wchar_t* needle)
+unsigned int KivStrPos(const wchar_t *hay, const wchar_t *needle)
 {
-    if (hay == nullptr)
-        hay = L"";
-    const wchar_t* hit = wcsstr(hay, needle == nullptr ? L"" : needle);
-    return hit == nullptr ? kNotFound : (unsigned int)(hit - hay);
+  if (hay == nullptr)
+    hay = L"";
+  const wchar_t *hit = wcsstr(hay, needle == nullptr ? L"" : needle);
+  return hit == nullptr ? kNotFound : (unsigned int)(hit - hay);
 }
 
 /* Whether needle occurs in hay. */
-int KivStrHas(const char* hay, const char* needle) { return KivStrPos(hay, needle) != kNotFound; }
-int KivStrHas(const wchar_t* hay, const wchar_t* needle) { return KivStrPos(hay, needle) != kNotFound; }
+int KivStrHas(const char *hay, const char *needle)
+{
+  return KivStrPos(hay, needle) != kNotFound;
+}
+int KivStrHas(const wchar_t *hay, const wchar_t *needle)
+{
+  return KivStrPos(hay, needle) != kNotFound;
+}
 
 /* Exact search with explicit lengths. */
-unsigned int KivStrPosLE(const char* hay, unsigned int lh, const char* needle, unsigned int ln)
+unsigned int KivStrPosLE(const char *hay, unsigned int lh, const char *needle, unsigned int ln)
 {
-    return TKivStrPosLE(hay, lh, needle, ln);
+  return TKivStrPosLE(hay, lh, needle, ln);
 }
-unsigned int KivStrPosLE(const wchar_t* hay, unsigned int lh, const wchar_t* needle, unsigned int ln)
+unsigned int KivStrPosLE(const wchar_t *hay, unsigned int lh, const wchar_t *needle, unsigned int ln)
 {
-    return TKivStrPosLE(hay, lh, needle, ln);
+  return TKivStrPosLE(hay, lh, needle, ln);
 }
 
 /* Case-insensitive search; nulls read as "". */
-unsigned int KivStrIPos(const char* hay, const char* needle)
+unsigned int KivStrIPos(const char *hay, const char *needle)
 {
-    return KivStrIPosLE(hay, kMeasure, needle, kMeasure);
+  return KivStrIPosLE(hay, kMeasure, needle, kMeasure);
 }
-unsigned int KivStrIPos(const wchar_t* hay, const wchar_t* needle)
+unsigned int KivStrIPos(const wchar_t *hay, const wchar_t *needle)
 {
-    return KivStrIPosLE(hay, kMeasure, needle, kMeasure);
+  return KivStrIPosLE(hay, kMeasure, needle, kMeasure);
 }
 
 /* Case-insensitive search with explicit lengths. */
-unsigned int KivStrIPosLE(const char* hay, unsigned int lh, const char* needle, unsigned int ln)
+unsigned int KivStrIPosLE(const char *hay, unsigned int lh, const char *needle, unsigned int ln)
 {
-    ResolveText(hay, lh);
-    ResolveText(needle, ln);
-    return IPosRanges(hay, lh, needle, ln);
+  ResolveText(hay, lh);
+  ResolveText(needle, ln);
+  return IPosRanges(hay, lh, needle, ln);
 }
-unsigned int KivStrIPosLE(const wchar_t* hay, unsigned int lh, const wchar_t* needle, unsigned int ln)
+unsigned int KivStrIPosLE(const wchar_t *hay, unsigned int lh, const wchar_t *needle, unsigned int ln)
 {
-    ResolveText(hay, lh);
-    ResolveText(needle, ln);
-    return IPosRanges(hay, lh, needle, ln);
+  ResolveText(hay, lh);
+  ResolveText(needle, ln);
+  return IPosRanges(hay, lh, needle, ln);
 }
 
 /* Whether needle occurs in hay, ignoring case. */
-int KivStrIHas(const char* hay, const char* needle) { return KivStrIPos(hay, needle) != kNotFound; }
-int KivStrIHas(const wchar_t* hay, const wchar_t* needle) { return KivStrIPos(hay, needle) != kNotFound; }
+int KivStrIHas(const char *hay, const char *needle)
+{
+  return KivStrIPos(hay, needle) != kNotFound;
+}
+int KivStrIHas(const wchar_t *hay, const wchar_t *needle)
+{
+  return KivStrIPos(hay, needle) != kNotFound;
+}
 
 /* First c in s; the terminator itself is found for c == 0. */
-unsigned int KivStrFind(const char* s, char c) { return FindElement(s, c); }
-unsigned int KivStrFind(const wchar_t* s, wchar_t c) { return FindElement(s, c); }
+unsigned int KivStrFind(const char *s, char c)
+{
+  return FindElement(s, c);
+}
+unsigned int KivStrFind(const wchar_t *s, wchar_t c)
+{
+  return FindElement(s, c);
+}
 
 /* First element of s that is in set. */
-unsigned int KivStrFindChars(const char* s, const char* set)
+unsigned int KivStrFindChars(const char *s, const char *set)
 {
-    return s == nullptr || set == nullptr ? kNotFound : FindInSet(s, set, 1);
+  return s == nullptr || set == nullptr ? kNotFound : FindInSet(s, set, 1);
 }
-unsigned int KivStrFindChars(const wchar_t* s, const wchar_t* set)
+unsigned int KivStrFindChars(const wchar_t *s, const wchar_t *set)
 {
-    return s == nullptr || set == nullptr ? kNotFound : FindInSet(s, set, 1);
+  return s == nullptr || set == nullptr ? kNotFound : FindInSet(s, set, 1);
 }
 
 /* First element of s that is not in set; 0 for a null s or set. */
-unsigned int KivStrFindXChars(const char* s, const char* set)
+unsigned int KivStrFindXChars(const char *s, const char *set)
 {
-    return s == nullptr || set == nullptr ? 0 : FindInSet(s, set, 0);
+  return s == nullptr || set == nullptr ? 0 : FindInSet(s, set, 0);
 }
-unsigned int KivStrFindXChars(const wchar_t* s, const wchar_t* set)
+unsigned int KivStrFindXChars(const wchar_t *s, const wchar_t *set)
 {
-    return s == nullptr || set == nullptr ? 0 : FindInSet(s, set, 0);
+  return s == nullptr || set == nullptr ? 0 : FindInSet(s, set, 0);
 }
 
 /* Last c at or below from (from == -1: the terminator). */
-unsigned int KivStrRFind(const char* s, char c, unsigned int from) { return RFindElement(s, c, from); }
-unsigned int KivStrRFind(const wchar_t* s, wchar_t c, unsigned int from) { return RFindElement(s, c, from); }
+unsigned int KivStrRFind(const char *s, char c, unsigned int from)
+{
+  return RFindElement(s, c, from);
+}
+unsigned int KivStrRFind(const wchar_t *s, wchar_t c, unsigned int from)
+{
+  return RFindElement(s, c, from);
+}
 
 /* Last element at or below from that is in set (from == -1: the last element). */
-unsigned int KivStrRFindChars(const char* s, const char* set, unsigned int from)
+unsigned int KivStrRFindChars(const char *s, const char *set, unsigned int from)
 {
-    return RFindInSet(s, set, from, 1);
+  return RFindInSet(s, set, from, 1);
 }
-unsigned int KivStrRFindChars(const wchar_t* s, const wchar_t* set, unsigned int from)
+unsigned int KivStrRFindChars(const wchar_t *s, const wchar_t *set, unsigned int from)
 {
-    return RFindInSet(s, set, from, 1);
+  return RFindInSet(s, set, from, 1);
 }
 
 /* Last element at or below from that is not in set. */
-unsigned int KivStrRFindXChars(const char* s, const char* set, unsigned int from)
+unsigned int KivStrRFindXChars(const char *s, const char *set, unsigned int from)
 {
-    return RFindInSet(s, set, from, 0);
+  return RFindInSet(s, set, from, 0);
 }
-unsigned int KivStrRFindXChars(const wchar_t* s, const wchar_t* set, unsigned int from)
+unsigned int KivStrRFindXChars(const wchar_t *s, const wchar_t *set, unsigned int from)
 {
-    return RFindInSet(s, set, from, 0);
+  return RFindInSet(s, set, from, 0);
 }
 
 /* Offset of the k-th string of a packed list. */
-unsigned int KivStrFindStringK(const char* list, unsigned int size, unsigned int k)
+unsigned int KivStrFindStringK(const char *list, unsigned int size, unsigned int k)
 {
-    return FindStringInList(list, size, k);
+  return FindStringInList(list, size, k);
 }
-unsigned int KivStrFindStringK(const wchar_t* list, unsigned int size, unsigned int k)
+unsigned int KivStrFindStringK(const wchar_t *list, unsigned int size, unsigned int k)
 {
-    return FindStringInList(list, size, k);
+  return FindStringInList(list, size, k);
 }
 
 /* ---- prefix, suffix and pattern ---- */
 
 /* Prefix test through KivStrEqN. */
-int KivStrStartsWith(const char* s, const char* prefix, unsigned int lp) { return StartsWithText(s, prefix, lp, 1); }
-int KivStrStartsWith(const wchar_t* s, const wchar_t* prefix, unsigned int lp) { return StartsWithText(s, prefix, lp, 1); }
+int KivStrStartsWith(const char *s, const char *prefix, unsigned int lp)
+{
+  return StartsWithText(s, prefix, lp, 1);
+}
+int KivStrStartsWith(const wchar_t *s, const wchar_t *prefix, unsigned int lp)
+{
+  return StartsWithText(s, prefix, lp, 1);
+}
 
 /* Prefix test through KivStrIEqN. */
-int KivStrIStartsWith(const char* s, const char* prefix, unsigned int lp) { return StartsWithText(s, prefix, lp, 0); }
-int KivStrIStartsWith(const wchar_t* s, const wchar_t* prefix, unsigned int lp) { return StartsWithText(s, prefix, lp, 0); }
+int KivStrIStartsWith(const char *s, const char *prefix, unsigned int lp)
+{
+  return StartsWithText(s, prefix, lp, 0);
+}
+int KivStrIStartsWith(const wchar_t *s, const wchar_t *prefix, unsigned int lp)
+{
+  return StartsWithText(s, prefix, lp, 0);
+}
 
 /* Suffix test through KivStrEq. */
-int KivStrEndsWith(const char* s, const char* suffix, unsigned int ls, unsigned int lx)
+int KivStrEndsWith(const char *s, const char *suffix, unsigned int ls, unsigned int lx)
 {
-    return EndsWithText(s, suffix, ls, lx, 1);
+  return EndsWithText(s, suffix, ls, lx, 1);
 }
-int KivStrEndsWith(const wchar_t* s, const wchar_t* suffix, unsigned int ls, unsigned int lx)
+int KivStrEndsWith(const wchar_t *s, const wchar_t *suffix, unsigned int ls, unsigned int lx)
 {
-    return EndsWithText(s, suffix, ls, lx, 1);
+  return EndsWithText(s, suffix, ls, lx, 1);
 }
 
 /* Suffix test through KivStrIEq. */
-int KivStrIEndsWith(const char* s, const char* suffix, unsigned int ls, unsigned int lx)
+int KivStrIEndsWith(const char *s, const char *suffix, unsigned int ls, unsigned int lx)
 {
-    return EndsWithText(s, suffix, ls, lx, 0);
+  return EndsWithText(s, suffix, ls, lx, 0);
 }
-int KivStrIEndsWith(const wchar_t* s, const wchar_t* suffix, unsigned int ls, unsigned int lx)
+int KivStrIEndsWith(const wchar_t *s, const wchar_t *suffix, unsigned int ls, unsigned int lx)
 {
-    return EndsWithText(s, suffix, ls, lx, 0);
+  return EndsWithText(s, suffix, ls, lx, 0);
 }
 
 /* Case-sensitive wildcard match. */
-int KivStrWildcardMatch(const char* str, unsigned int lstr, const char* pattern, unsigned int lpat)
+int KivStrWildcardMatch(const char *str, unsigned int lstr, const char *pattern, unsigned int lpat)
 {
-    return TStrWildcardMatch(str, lstr, pattern, lpat, 1);
+  return TStrWildcardMatch(str, lstr, pattern, lpat, 1);
 }
-int KivStrWildcardMatch(const wchar_t* str, unsigned int lstr, const wchar_t* pattern, unsigned int lpat)
+int KivStrWildcardMatch(const wchar_t *str, unsigned int lstr, const wchar_t *pattern, unsigned int lpat)
 {
-    return TStrWildcardMatch(str, lstr, pattern, lpat, 1);
+  return TStrWildcardMatch(str, lstr, pattern, lpat, 1);
 }
 
 /* Case-insensitive wildcard match. */
-int KivStrWildcardMatchNoCase(const char* str, unsigned int lstr, const char* pattern, unsigned int lpat)
+int KivStrWildcardMatchNoCase(const char *str, unsigned int lstr, const char *pattern, unsigned int lpat)
 {
-    return TStrWildcardMatch(str, lstr, pattern, lpat, 0);
+  return TStrWildcardMatch(str, lstr, pattern, lpat, 0);
 }
-int KivStrWildcardMatchNoCase(const wchar_t* str, unsigned int lstr, const wchar_t* pattern,
+int KivStrWildcardMatchNoCase(const wchar_t *str, unsigned int lstr, const wchar_t *pattern,
                               unsigned int lpat)
 {
-    return TStrWildcardMatch(str, lstr, pattern, lpat, 0);
+  return TStrWildcardMatch(str, lstr, pattern, lpat, 0);
 }

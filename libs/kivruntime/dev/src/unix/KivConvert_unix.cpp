@@ -30,66 +30,72 @@ namespace {
 template <class U>
 struct KivWriter
 {
-    U* dest;
-    unsigned int room;   /* capacity - 1: units available for output */
-    unsigned int pos;    /* units written so far */
-    uint64_t total;      /* units the whole input needs */
-    int writing;         /* 0 when measuring or after the first item that did not fit */
+  U *dest;
+  unsigned int room; /* capacity - 1: units available for output */
+  unsigned int pos;  /* units written so far */
+  uint64_t total;    /* units the whole input needs */
+  int writing;       /* 0 when measuring or after the first item that did not fit */
 
-    KivWriter(U* d, unsigned int capacity)
-    {
-        if (!d)
-            capacity = 0; /* no destination: measure only */
-        dest = d;
-        room = capacity ? capacity - 1 : 0;
-        pos = 0;
-        total = 0;
-        writing = capacity != 0;
-    }
+  KivWriter(U *d, unsigned int capacity)
+  {
+    if (!d)
+      capacity = 0; /* no destination: measure only */
+    dest = d;
+    room = capacity ? capacity - 1 : 0;
+    pos = 0;
+    total = 0;
+    writing = capacity != 0;
+  }
 
-    /* Ends writing at the current position: the output is terminated there
+  /* Ends writing at the current position: the output is terminated there
      * and nothing further is stored. */
-    void Stop()
-    {
-        dest[pos] = 0;
-        writing = 0;
-    }
+  void Stop()
+  {
+    dest[pos] = 0;
+    writing = 0;
+  }
 
-    /* One item of one unit. */
-    void Put(U v)
+  /* One item of one unit. */
+  void Put(U v)
+  {
+    total++;
+    if (writing)
     {
-        total++;
-        if (writing) {
-            if (pos < room)
-                dest[pos++] = v;
-            else
-                Stop();
-        }
+      if (pos < room)
+        dest[pos++] = v;
+      else
+        Stop();
     }
+  }
 
-    /* One item of two units, written whole or not at all. */
-    void Put2(U a, U b)
+  /* One item of two units, written whole or not at all. */
+  void Put2(U a, U b)
+  {
+    total += 2;
+    if (writing)
     {
-        total += 2;
-        if (writing) {
-            if (room - pos >= 2) {
-                dest[pos++] = a;
-                dest[pos++] = b;
-            } else {
-                Stop();
-            }
-        }
+      if (room - pos >= 2)
+      {
+        dest[pos++] = a;
+        dest[pos++] = b;
+      }
+      else
+      {
+        Stop();
+      }
     }
+  }
 
-    /* Result of the write; terminates a complete output. */
-    unsigned int Finish()
+  /* Result of the write; terminates a complete output. */
+  unsigned int Finish()
+  {
+    if (writing)
     {
-        if (writing) {
-            dest[pos] = 0;
-            return pos;
-        }
-        return total + 1 > 0xFFFFFFFFu ? 0xFFFFFFFFu : (unsigned int)(total + 1);
+      dest[pos] = 0;
+      return pos;
     }
+    return total + 1 > 0xFFFFFFFFu ? 0xFFFFFFFFu : (unsigned int)(total + 1);
+  }
 };
 
 } /* namespace */
@@ -98,42 +104,42 @@ struct KivWriter
  * signedness of wchar_t on the host. */
 static inline int32_t KivCharValue(wchar_t c)
 {
-    return (int32_t)(uint32_t)c;
+  return (int32_t)(uint32_t)c;
 }
 
 /* Length of a narrow text up to its zero (0 for null); the C library's
  * strlen looks at many bytes per step. */
-static uint64_t KivNarrowLength(char const* s)
+static uint64_t KivNarrowLength(char const *s)
 {
-    return s ? (uint64_t)strlen(s) : 0;
+  return s ? (uint64_t)strlen(s) : 0;
 }
 
 /* Length of a text of 16- or 32-bit units up to its zero (0 for null). */
 template <class U>
-static uint64_t KivUnitLength(U const* s)
+static uint64_t KivUnitLength(U const *s)
 {
-    uint64_t n = 0;
-    if (s)
-        while (s[n] != 0)
-            n++;
-    return n;
+  uint64_t n = 0;
+  if (s)
+    while (s[n] != 0)
+      n++;
+  return n;
 }
 
 /* The same for wide characters, by the C library's wcslen. */
-static uint64_t KivUnitLength(wchar_t const* s)
+static uint64_t KivUnitLength(wchar_t const *s)
 {
-    return s ? (uint64_t)wcslen(s) : 0;
+  return s ? (uint64_t)wcslen(s) : 0;
 }
 
 /* 1 if the 8 bytes at s are all below 0x80.  Read as one 64-bit word
  * through memcpy (no alignment needed) and tested against a mask that has
  * the top bit of every byte, which gives the same answer in either byte
  * order. */
-static inline int KivAscii8(unsigned char const* s)
+static inline int KivAscii8(unsigned char const *s)
 {
-    uint64_t word;
-    memcpy(&word, s, 8);
-    return (word & 0x8080808080808080ull) == 0;
+  uint64_t word;
+  memcpy(&word, s, 8);
+  return (word & 0x8080808080808080ull) == 0;
 }
 
 /* Index (0-7) of the first byte of 0x80 or above among the 8 bytes at b,
@@ -141,20 +147,20 @@ static inline int KivAscii8(unsigned char const* s)
  * as in KivAscii8.  The byte is found from the mask's lowest set bit on a
  * little-endian host and from its highest on a big-endian one, or byte by
  * byte where the byte order is not known at compile time. */
-static inline unsigned int KivFirstHigh8(unsigned char const* b, uint64_t mask)
+static inline unsigned int KivFirstHigh8(unsigned char const *b, uint64_t mask)
 {
 #if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-    (void)b;
-    return (unsigned int)__builtin_ctzll(mask) >> 3;
+  (void)b;
+  return (unsigned int)__builtin_ctzll(mask) >> 3;
 #elif defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    (void)b;
-    return (unsigned int)__builtin_clzll(mask) >> 3;
+  (void)b;
+  return (unsigned int)__builtin_clzll(mask) >> 3;
 #else
-    (void)mask;
-    unsigned int k = 0;
-    while (b[k] < 0x80)
-        k++;
-    return k;
+  (void)mask;
+  unsigned int k = 0;
+  while (b[k] < 0x80)
+    k++;
+  return k;
 #endif
 }
 
@@ -163,53 +169,53 @@ static inline unsigned int KivFirstHigh8(unsigned char const* b, uint64_t mask)
  * lets the compiler widen the block with vector instructions: stores into
  * the destination cannot change it, as they could change the source as far
  * as the compiler knows. */
-static inline unsigned int KivLoadAscii16(unsigned char (&b)[16], unsigned char const* s)
+static inline unsigned int KivLoadAscii16(unsigned char (&b)[16], unsigned char const *s)
 {
-    memcpy(b, s, 16);
-    uint64_t w0, w1;
-    memcpy(&w0, s, 8);
-    memcpy(&w1, s + 8, 8);
-    const uint64_t m0 = w0 & 0x8080808080808080ull;
-    const uint64_t m1 = w1 & 0x8080808080808080ull;
-    if (m0 != 0)
-        return KivFirstHigh8(b, m0);
-    if (m1 != 0)
-        return 8 + KivFirstHigh8(b + 8, m1);
-    return 16;
+  memcpy(b, s, 16);
+  uint64_t w0, w1;
+  memcpy(&w0, s, 8);
+  memcpy(&w1, s + 8, 8);
+  const uint64_t m0 = w0 & 0x8080808080808080ull;
+  const uint64_t m1 = w1 & 0x8080808080808080ull;
+  if (m0 != 0)
+    return KivFirstHigh8(b, m0);
+  if (m1 != 0)
+    return 8 + KivFirstHigh8(b + 8, m1);
+  return 16;
 }
 
 /* Number of input units to convert: the count as given, or up to the zero
  * for -1; nothing for a null source. */
-static inline uint64_t KivInputCount(char const* src, unsigned int count)
+static inline uint64_t KivInputCount(char const *src, unsigned int count)
 {
-    if (!src)
-        return 0;
-    return count == 0xFFFFFFFFu ? KivNarrowLength(src) : count;
+  if (!src)
+    return 0;
+  return count == 0xFFFFFFFFu ? KivNarrowLength(src) : count;
 }
 
 template <class U>
-static inline uint64_t KivInputCount(U const* src, unsigned int count)
+static inline uint64_t KivInputCount(U const *src, unsigned int count)
 {
-    if (!src)
-        return 0;
-    return count == 0xFFFFFFFFu ? KivUnitLength(src) : count;
+  if (!src)
+    return 0;
+  return count == 0xFFFFFFFFu ? KivUnitLength(src) : count;
 }
 
 /* Bytes of the UTF-8 form of a value (compared signed: every negative value
  * is a single byte). */
 static inline unsigned int KivUTF8Length(int32_t v)
 {
-    if (v <= 0x7F)
-        return 1;
-    if (v <= 0x7FF)
-        return 2;
-    if (v <= 0xFFFF)
-        return 3;
-    if (v <= 0x1FFFFF)
-        return 4;
-    if (v <= 0x3FFFFFF)
-        return 5;
-    return 6;
+  if (v <= 0x7F)
+    return 1;
+  if (v <= 0x7FF)
+    return 2;
+  if (v <= 0xFFFF)
+    return 3;
+  if (v <= 0x1FFFFF)
+    return 4;
+  if (v <= 0x3FFFFFF)
+    return 5;
+  return 6;
 }
 
 /*
@@ -219,27 +225,29 @@ static inline unsigned int KivUTF8Length(int32_t v)
  * negative value is written as its low byte, unchecked, so that the
  * sign-extended bytes of KivStrDecodeLatin1 come back out unchanged.
  */
-unsigned int CharEncodeUTF8(char* dest, unsigned int room, wchar_t const* c, unsigned int ignored)
+unsigned int CharEncodeUTF8(char *dest, unsigned int room, wchar_t const *c, unsigned int ignored)
 {
-    (void)ignored;
-    if (!c)
-        return 0;
-    int32_t v = KivCharValue(*c);
-    unsigned int len = KivUTF8Length(v);
-    if (!dest || room < len)
-        return len;
-    uint32_t u = (uint32_t)v;
-    if (len == 1) {
-        dest[0] = (char)(unsigned char)(u & 0xFF);
-        return 1;
-    }
-    static const unsigned char s_lead[7] = { 0, 0, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC };
-    for (unsigned int i = len - 1; i > 0; i--) {
-        dest[i] = (char)(unsigned char)(0x80 | (u & 0x3F));
-        u >>= 6;
-    }
-    dest[0] = (char)(unsigned char)(s_lead[len] | u);
+  (void)ignored;
+  if (!c)
+    return 0;
+  int32_t v = KivCharValue(*c);
+  unsigned int len = KivUTF8Length(v);
+  if (!dest || room < len)
     return len;
+  uint32_t u = (uint32_t)v;
+  if (len == 1)
+  {
+    dest[0] = (char)(unsigned char)(u & 0xFF);
+    return 1;
+  }
+  static const unsigned char s_lead[7] = {0, 0, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC};
+  for (unsigned int i = len - 1; i > 0; i--)
+  {
+    dest[i] = (char)(unsigned char)(0x80 | (u & 0x3F));
+    u >>= 6;
+  }
+  dest[0] = (char)(unsigned char)(s_lead[len] | u);
+  return len;
 }
 
 /*
@@ -251,68 +259,83 @@ unsigned int CharEncodeUTF8(char* dest, unsigned int room, wchar_t const* c, uns
  * sequence cut short by the end of the input gives '?' and consumes one
  * byte, so the rest of a broken sequence is judged byte by byte.
  */
-static inline unsigned int KivDecodeOne(unsigned char const* s, uint64_t available, uint32_t* out)
+static inline unsigned int KivDecodeOne(unsigned char const *s, uint64_t available, uint32_t *out)
 {
-    unsigned int b = s[0];
-    if (b < 0x80) {
-        *out = b;
-        return 1;
-    }
-    /* The three-, two- and four-byte forms, all of Unicode, are spelled
+  unsigned int b = s[0];
+  if (b < 0x80)
+  {
+    *out = b;
+    return 1;
+  }
+  /* The three-, two- and four-byte forms, all of Unicode, are spelled
      * out, East Asian text's three-byte form first; the five- and six-byte
      * ones go through the general loop. */
-    if ((b & 0xF0) == 0xE0) {
-        /* Both following bytes checked by one test. */
-        if (available >= 3 && ((((unsigned int)s[1] << 8) | s[2]) & 0xC0C0) == 0x8080) {
-            *out = ((uint32_t)(b & 0x0F) << 12) | ((uint32_t)(s[1] & 0x3F) << 6) | (uint32_t)(s[2] & 0x3F);
-            return 3;
-        }
-        *out = '?';
-        return 1;
+  if ((b & 0xF0) == 0xE0)
+  {
+    /* Both following bytes checked by one test. */
+    if (available >= 3 && ((((unsigned int)s[1] << 8) | s[2]) & 0xC0C0) == 0x8080)
+    {
+      *out = ((uint32_t)(b & 0x0F) << 12) | ((uint32_t)(s[1] & 0x3F) << 6) | (uint32_t)(s[2] & 0x3F);
+      return 3;
     }
-    if ((b & 0xE0) == 0xC0) {
-        if (available >= 2 && (s[1] & 0xC0) == 0x80) {
-            *out = ((uint32_t)(b & 0x1F) << 6) | (uint32_t)(s[1] & 0x3F);
-            return 2;
-        }
-        *out = '?';
-        return 1;
+    *out = '?';
+    return 1;
+  }
+  if ((b & 0xE0) == 0xC0)
+  {
+    if (available >= 2 && (s[1] & 0xC0) == 0x80)
+    {
+      *out = ((uint32_t)(b & 0x1F) << 6) | (uint32_t)(s[1] & 0x3F);
+      return 2;
     }
-    if ((b & 0xF8) == 0xF0) {
-        if (available >= 4 && (s[1] & 0xC0) == 0x80 && (s[2] & 0xC0) == 0x80 && (s[3] & 0xC0) == 0x80) {
-            *out = ((uint32_t)(b & 0x07) << 18) | ((uint32_t)(s[1] & 0x3F) << 12) |
-                   ((uint32_t)(s[2] & 0x3F) << 6) | (uint32_t)(s[3] & 0x3F);
-            return 4;
-        }
-        *out = '?';
-        return 1;
+    *out = '?';
+    return 1;
+  }
+  if ((b & 0xF8) == 0xF0)
+  {
+    if (available >= 4 && (s[1] & 0xC0) == 0x80 && (s[2] & 0xC0) == 0x80 && (s[3] & 0xC0) == 0x80)
+    {
+      *out = ((uint32_t)(b & 0x07) << 18) | ((uint32_t)(s[1] & 0x3F) << 12) |
+             ((uint32_t)(s[2] & 0x3F) << 6) | (uint32_t)(s[3] & 0x3F);
+      return 4;
     }
-    unsigned int len;
-    uint32_t v;
-    if ((b & 0xFC) == 0xF8) {
-        len = 5;
-        v = b & 0x03;
-    } else if ((b & 0xFE) == 0xFC) {
-        len = 6;
-        v = b & 0x01;
-    } else {
-        *out = '?';
-        return 1;
+    *out = '?';
+    return 1;
+  }
+  unsigned int len;
+  uint32_t v;
+  if ((b & 0xFC) == 0xF8)
+  {
+    len = 5;
+    v = b & 0x03;
+  }
+  else if ((b & 0xFE) == 0xFC)
+  {
+    len = 6;
+    v = b & 0x01;
+  }
+  else
+  {
+    *out = '?';
+    return 1;
+  }
+  if (available < len)
+  {
+    *out = '?';
+    return 1;
+  }
+  for (unsigned int i = 1; i < len; i++)
+  {
+    unsigned int f = s[i];
+    if ((f & 0xC0) != 0x80)
+    {
+      *out = '?';
+      return 1;
     }
-    if (available < len) {
-        *out = '?';
-        return 1;
-    }
-    for (unsigned int i = 1; i < len; i++) {
-        unsigned int f = s[i];
-        if ((f & 0xC0) != 0x80) {
-            *out = '?';
-            return 1;
-        }
-        v = (v << 6) | (f & 0x3F);
-    }
-    *out = v;
-    return len;
+    v = (v << 6) | (f & 0x3F);
+  }
+  *out = v;
+  return len;
 }
 
 /*
@@ -321,15 +344,15 @@ static inline unsigned int KivDecodeOne(unsigned char const* s, uint64_t availab
  * says whether to store) and returns the bytes consumed.  With nothing
  * available nothing is read and 0 is returned.
  */
-unsigned int CharDecodeUTF8(wchar_t* dest, unsigned int room, unsigned char const* src, unsigned int available)
+unsigned int CharDecodeUTF8(wchar_t *dest, unsigned int room, unsigned char const *src, unsigned int available)
 {
-    if (!src || available == 0)
-        return 0;
-    uint32_t v;
-    unsigned int used = KivDecodeOne(src, available, &v);
-    if (room != 0 && dest)
-        *dest = (wchar_t)v;
-    return used;
+  if (!src || available == 0)
+    return 0;
+  uint32_t v;
+  unsigned int used = KivDecodeOne(src, available, &v);
+  if (room != 0 && dest)
+    *dest = (wchar_t)v;
+  return used;
 }
 
 /*
@@ -343,84 +366,100 @@ unsigned int CharDecodeUTF8(wchar_t* dest, unsigned int room, unsigned char cons
  * weighs each character exactly.  The result is the same as one character
  * after the other through CharEncodeUTF8.
  */
-unsigned int KivStrEncodeUTF8(char* dest, unsigned int capacity, wchar_t const* src, unsigned int count)
+unsigned int KivStrEncodeUTF8(char *dest, unsigned int capacity, wchar_t const *src, unsigned int count)
 {
-    uint64_t n = KivInputCount(src, count);
-    KivWriter<char> w(dest, capacity);
-    uint64_t i = 0;
-    if (w.writing) {
-        wchar_t const* p = src;
-        wchar_t const* const pEnd = src + n;
-        char* o = w.dest;
-        char* const oEnd = w.dest + w.room;
-        while (p < pEnd && oEnd - o >= 6) {
-            uint32_t u = (uint32_t)*p;
-            if (u < 0x80) {
-                if (pEnd - p >= 8 && oEnd - o >= 8) {
-                    /* A local copy, for the same reason as in
+  uint64_t n = KivInputCount(src, count);
+  KivWriter<char> w(dest, capacity);
+  uint64_t i = 0;
+  if (w.writing)
+  {
+    wchar_t const *p = src;
+    wchar_t const *const pEnd = src + n;
+    char *o = w.dest;
+    char *const oEnd = w.dest + w.room;
+    while (p < pEnd && oEnd - o >= 6)
+    {
+      uint32_t u = (uint32_t)*p;
+      if (u < 0x80)
+      {
+        if (pEnd - p >= 8 && oEnd - o >= 8)
+        {
+          /* A local copy, for the same reason as in
                      * KivLoadAscii16. */
-                    uint32_t c[8];
-                    uint32_t any = 0;
-                    for (unsigned int k = 0; k < 8; k++) {
-                        c[k] = (uint32_t)p[k];
-                        any |= c[k];
-                    }
-                    if (any < 0x80) {
-                        for (unsigned int k = 0; k < 8; k++)
-                            o[k] = (char)(unsigned char)c[k];
-                        p += 8;
-                        o += 8;
-                        continue;
-                    }
-                    /* Another character lies among these eight, and eight
+          uint32_t c[8];
+          uint32_t any = 0;
+          for (unsigned int k = 0; k < 8; k++)
+          {
+            c[k] = (uint32_t)p[k];
+            any |= c[k];
+          }
+          if (any < 0x80)
+          {
+            for (unsigned int k = 0; k < 8; k++)
+              o[k] = (char)(unsigned char)c[k];
+            p += 8;
+            o += 8;
+            continue;
+          }
+          /* Another character lies among these eight, and eight
                      * bytes are free: copy up to it without counting. */
-                    while ((uint32_t)*p < 0x80)
-                        *o++ = (char)(unsigned char)(uint32_t)*p++;
-                    continue;
-                }
-                *o++ = (char)(unsigned char)u;
-                p++;
-                continue;
-            }
-            int32_t v = KivCharValue(*p);
-            if (v < 0) {
-                *o++ = (char)(unsigned char)(u & 0xFF); /* a negative value: its low byte */
-            } else if (v <= 0x7FF) {
-                o[0] = (char)(unsigned char)(0xC0 | (u >> 6));
-                o[1] = (char)(unsigned char)(0x80 | (u & 0x3F));
-                o += 2;
-            } else if (v <= 0xFFFF) {
-                o[0] = (char)(unsigned char)(0xE0 | (u >> 12));
-                o[1] = (char)(unsigned char)(0x80 | ((u >> 6) & 0x3F));
-                o[2] = (char)(unsigned char)(0x80 | (u & 0x3F));
-                o += 3;
-            } else if (v <= 0x1FFFFF) {
-                o[0] = (char)(unsigned char)(0xF0 | (u >> 18));
-                o[1] = (char)(unsigned char)(0x80 | ((u >> 12) & 0x3F));
-                o[2] = (char)(unsigned char)(0x80 | ((u >> 6) & 0x3F));
-                o[3] = (char)(unsigned char)(0x80 | (u & 0x3F));
-                o += 4;
-            } else {
-                o += CharEncodeUTF8(o, (unsigned int)(oEnd - o), p, 0);
-            }
-            p++;
+          while ((uint32_t)*p < 0x80)
+            *o++ = (char)(unsigned char)(uint32_t)*p++;
+          continue;
         }
-        for (; p < pEnd; p++) {
-            unsigned int len = KivUTF8Length(KivCharValue(*p));
-            if (len > (unsigned int)(oEnd - o))
-                break;
-            CharEncodeUTF8(o, (unsigned int)(oEnd - o), p, 0);
-            o += len;
-        }
-        i = (uint64_t)(p - src);
-        w.pos = (unsigned int)(o - w.dest);
-        w.total = w.pos;
-        if (i < n)
-            w.Stop(); /* the character at i did not fit */
+        *o++ = (char)(unsigned char)u;
+        p++;
+        continue;
+      }
+      int32_t v = KivCharValue(*p);
+      if (v < 0)
+      {
+        *o++ = (char)(unsigned char)(u & 0xFF); /* a negative value: its low byte */
+      }
+      else if (v <= 0x7FF)
+      {
+        o[0] = (char)(unsigned char)(0xC0 | (u >> 6));
+        o[1] = (char)(unsigned char)(0x80 | (u & 0x3F));
+        o += 2;
+      }
+      else if (v <= 0xFFFF)
+      {
+        o[0] = (char)(unsigned char)(0xE0 | (u >> 12));
+        o[1] = (char)(unsigned char)(0x80 | ((u >> 6) & 0x3F));
+        o[2] = (char)(unsigned char)(0x80 | (u & 0x3F));
+        o += 3;
+      }
+      else if (v <= 0x1FFFFF)
+      {
+        o[0] = (char)(unsigned char)(0xF0 | (u >> 18));
+        o[1] = (char)(unsigned char)(0x80 | ((u >> 12) & 0x3F));
+        o[2] = (char)(unsigned char)(0x80 | ((u >> 6) & 0x3F));
+        o[3] = (char)(unsigned char)(0x80 | (u & 0x3F));
+        o += 4;
+      }
+      else
+      {
+        o += CharEncodeUTF8(o, (unsigned int)(oEnd - o), p, 0);
+      }
+      p++;
     }
-    for (; i < n; i++)
-        w.total += KivUTF8Length(KivCharValue(src[i]));
-    return w.Finish();
+    for (; p < pEnd; p++)
+    {
+      unsigned int len = KivUTF8Length(KivCharValue(*p));
+      if (len > (unsigned int)(oEnd - o))
+        break;
+      CharEncodeUTF8(o, (unsigned int)(oEnd - o), p, 0);
+      o += len;
+    }
+    i = (uint64_t)(p - src);
+    w.pos = (unsigned int)(o - w.dest);
+    w.total = w.pos;
+    if (i < n)
+      w.Stop(); /* the character at i did not fit */
+  }
+  for (; i < n; i++)
+    w.total += KivUTF8Length(KivCharValue(src[i]));
+  return w.Finish();
 }
 
 /*
@@ -436,48 +475,58 @@ unsigned int KivStrEncodeUTF8(char* dest, unsigned int capacity, wchar_t const* 
  * then only counted, ASCII eight bytes at a time.  Results and output are
  * those of KivDecodeOne applied sequence after sequence.
  */
-unsigned int KivStrDecodeUTF8(wchar_t* dest, unsigned int capacity, char const* src, unsigned int count)
+unsigned int KivStrDecodeUTF8(wchar_t *dest, unsigned int capacity, char const *src, unsigned int count)
 {
-    uint64_t n = KivInputCount(src, count);
-    unsigned char const* s = reinterpret_cast<unsigned char const*>(src);
-    KivWriter<wchar_t> w(dest, capacity);
-    uint64_t i = 0;
-    if (w.writing) {
-        /* Pointers rather than offsets, so that the compiler sees sixteen
+  uint64_t n = KivInputCount(src, count);
+  unsigned char const *s = reinterpret_cast<unsigned char const *>(src);
+  KivWriter<wchar_t> w(dest, capacity);
+  uint64_t i = 0;
+  if (w.writing)
+  {
+    /* Pointers rather than offsets, so that the compiler sees sixteen
          * neighbouring cells in the block copy and can widen them at once. */
-        unsigned char const* p = s;
-        unsigned char const* const pEnd = s + n;
-        wchar_t* o = w.dest;
-        wchar_t* const oEnd = w.dest + w.room;
+    unsigned char const *p = s;
+    unsigned char const *const pEnd = s + n;
+    wchar_t *o = w.dest;
+    wchar_t *const oEnd = w.dest + w.room;
 
-        /* While sixteen bytes and sixteen cells are left, neither end needs
+    /* While sixteen bytes and sixteen cells are left, neither end needs
          * watching inside a step: a sequence is at most six bytes and gives
          * one character. */
-        while (pEnd - p >= 16 && oEnd - o >= 16) {
-            if (*p >= 0x80) {
-                /* The next four bytes as one number, first byte highest
+    while (pEnd - p >= 16 && oEnd - o >= 16)
+    {
+      if (*p >= 0x80)
+      {
+        /* The next four bytes as one number, first byte highest
                  * (built from the bytes, so the same on every host): one
                  * test then checks a whole two-, three- or four-byte
                  * sequence, lead and following bytes together.  Anything
                  * else goes to KivDecodeOne. */
-                uint32_t x = ((uint32_t)p[0] << 24) | ((uint32_t)p[1] << 16) | ((uint32_t)p[2] << 8) | p[3];
-                uint32_t v;
-                if ((x & 0xF0C0C000u) == 0xE0808000u) {
-                    v = ((x >> 12) & 0xF000u) | ((x >> 10) & 0x0FC0u) | ((x >> 8) & 0x3Fu);
-                    p += 3;
-                } else if ((x & 0xE0C00000u) == 0xC0800000u) {
-                    v = ((x >> 18) & 0x07C0u) | ((x >> 16) & 0x3Fu);
-                    p += 2;
-                } else if ((x & 0xF8C0C0C0u) == 0xF0808080u) {
-                    v = ((x >> 6) & 0x1C0000u) | ((x >> 4) & 0x3F000u) | ((x >> 2) & 0x0FC0u) | (x & 0x3Fu);
-                    p += 4;
-                } else {
-                    p += KivDecodeOne(p, 16, &v); /* 16 bytes are there */
-                }
-                *o++ = (wchar_t)v;
-                continue;
-            }
-            /* Sixteen bytes and cells at once; where a byte of 0x80 or above
+        uint32_t x = ((uint32_t)p[0] << 24) | ((uint32_t)p[1] << 16) | ((uint32_t)p[2] << 8) | p[3];
+        uint32_t v;
+        if ((x & 0xF0C0C000u) == 0xE0808000u)
+        {
+          v = ((x >> 12) & 0xF000u) | ((x >> 10) & 0x0FC0u) | ((x >> 8) & 0x3Fu);
+          p += 3;
+        }
+        else if ((x & 0xE0C00000u) == 0xC0800000u)
+        {
+          v = ((x >> 18) & 0x07C0u) | ((x >> 16) & 0x3Fu);
+          p += 2;
+        }
+        else if ((x & 0xF8C0C0C0u) == 0xF0808080u)
+        {
+          v = ((x >> 6) & 0x1C0000u) | ((x >> 4) & 0x3F000u) | ((x >> 2) & 0x0FC0u) | (x & 0x3Fu);
+          p += 4;
+        }
+        else
+        {
+          p += KivDecodeOne(p, 16, &v); /* 16 bytes are there */
+        }
+        *o++ = (wchar_t)v;
+        continue;
+      }
+      /* Sixteen bytes and cells at once; where a byte of 0x80 or above
              * lies among them, only the ASCII bytes before it are kept.
              * With at least 96 bytes left, the cells after those are
              * written too, ahead of time: never a visible difference,
@@ -486,56 +535,62 @@ unsigned int KivStrDecodeUTF8(wchar_t* dest, unsigned int capacity, char const* 
              * output runs on to the end of the input, which here is at
              * least 16 more characters, as no sequence is longer than 6
              * bytes. */
-            unsigned char b[16];
-            unsigned int ascii = KivLoadAscii16(b, p);
-            if (ascii == 16 || pEnd - p >= 96) {
-                for (unsigned int k = 0; k < 16; k++)
-                    o[k] = (wchar_t)b[k];
-            } else {
-                for (unsigned int k = 0; k < ascii; k++)
-                    o[k] = (wchar_t)b[k];
-            }
-            p += ascii;
-            o += ascii;
-        }
-        /* Near either end: one character at a time. */
-        while (p < pEnd) {
-            if (o >= oEnd)
-                break; /* the character at p does not fit */
-            uint32_t v;
-            p += KivDecodeOne(p, (uint64_t)(pEnd - p), &v);
-            *o++ = (wchar_t)v;
-        }
-        i = (uint64_t)(p - s);
-        w.pos = (unsigned int)(o - w.dest);
-        w.total = w.pos;
-        if (i < n)
-            w.Stop();
+      unsigned char b[16];
+      unsigned int ascii = KivLoadAscii16(b, p);
+      if (ascii == 16 || pEnd - p >= 96)
+      {
+        for (unsigned int k = 0; k < 16; k++)
+          o[k] = (wchar_t)b[k];
+      }
+      else
+      {
+        for (unsigned int k = 0; k < ascii; k++)
+          o[k] = (wchar_t)b[k];
+      }
+      p += ascii;
+      o += ascii;
     }
-    /* Measuring, or counting what did not fit. */
-    while (i < n) {
-        if (n - i >= 8 && KivAscii8(s + i)) {
-            w.total += 8;
-            i += 8;
-            continue;
-        }
-        uint32_t v;
-        i += KivDecodeOne(s + i, n - i, &v);
-        w.total++;
+    /* Near either end: one character at a time. */
+    while (p < pEnd)
+    {
+      if (o >= oEnd)
+        break; /* the character at p does not fit */
+      uint32_t v;
+      p += KivDecodeOne(p, (uint64_t)(pEnd - p), &v);
+      *o++ = (wchar_t)v;
     }
-    return w.Finish();
+    i = (uint64_t)(p - s);
+    w.pos = (unsigned int)(o - w.dest);
+    w.total = w.pos;
+    if (i < n)
+      w.Stop();
+  }
+  /* Measuring, or counting what did not fit. */
+  while (i < n)
+  {
+    if (n - i >= 8 && KivAscii8(s + i))
+    {
+      w.total += 8;
+      i += 8;
+      continue;
+    }
+    uint32_t v;
+    i += KivDecodeOne(s + i, n - i, &v);
+    w.total++;
+  }
+  return w.Finish();
 }
 
 /* The ANSI code page of this platform is UTF-8. */
-unsigned int KivStrEncodeANSI(char* dest, unsigned int capacity, wchar_t const* src, unsigned int count)
+unsigned int KivStrEncodeANSI(char *dest, unsigned int capacity, wchar_t const *src, unsigned int count)
 {
-    return KivStrEncodeUTF8(dest, capacity, src, count);
+  return KivStrEncodeUTF8(dest, capacity, src, count);
 }
 
 /* The ANSI code page of this platform is UTF-8. */
-unsigned int KivStrDecodeANSI(wchar_t* dest, unsigned int capacity, char const* src, unsigned int count)
+unsigned int KivStrDecodeANSI(wchar_t *dest, unsigned int capacity, char const *src, unsigned int count)
 {
-    return KivStrDecodeUTF8(dest, capacity, src, count);
+  return KivStrDecodeUTF8(dest, capacity, src, count);
 }
 
 /*
@@ -545,27 +600,30 @@ unsigned int KivStrDecodeANSI(wchar_t* dest, unsigned int capacity, char const* 
  * The count is meant to be explicit; -1 is taken, for safety, as "up to the
  * terminating zero", and a null source as the empty string.
  */
-unsigned int KivStrEncodeLatin1(char* dest, unsigned int capacity, wchar_t const* src, unsigned int count)
+unsigned int KivStrEncodeLatin1(char *dest, unsigned int capacity, wchar_t const *src, unsigned int count)
 {
-    uint64_t n = KivInputCount(src, count);
-    KivWriter<char> w(dest, capacity);
-    uint64_t i = 0;
-    if (w.writing) {
-        /* The characters that surely fit, in a plain loop; the writer takes
+  uint64_t n = KivInputCount(src, count);
+  KivWriter<char> w(dest, capacity);
+  uint64_t i = 0;
+  if (w.writing)
+  {
+    /* The characters that surely fit, in a plain loop; the writer takes
          * over for any rest. */
-        uint64_t fit = n < w.room ? n : w.room;
-        for (; i < fit; i++) {
-            int32_t v = KivCharValue(src[i]);
-            w.dest[i] = v > 255 ? '?' : (char)(unsigned char)(v & 0xFF);
-        }
-        w.pos = (unsigned int)fit;
-        w.total = fit;
+    uint64_t fit = n < w.room ? n : w.room;
+    for (; i < fit; i++)
+    {
+      int32_t v = KivCharValue(src[i]);
+      w.dest[i] = v > 255 ? '?' : (char)(unsigned char)(v & 0xFF);
     }
-    for (; i < n; i++) {
-        int32_t v = KivCharValue(src[i]);
-        w.Put(v > 255 ? '?' : (char)(unsigned char)(v & 0xFF));
-    }
-    return w.Finish();
+    w.pos = (unsigned int)fit;
+    w.total = fit;
+  }
+  for (; i < n; i++)
+  {
+    int32_t v = KivCharValue(src[i]);
+    w.Put(v > 255 ? '?' : (char)(unsigned char)(v & 0xFF));
+  }
+  return w.Finish();
 }
 
 /*
@@ -574,23 +632,24 @@ unsigned int KivStrEncodeLatin1(char* dest, unsigned int capacity, wchar_t const
  * KivStrEncodeUTF8 turn them back into the same bytes).  Same -1 and null
  * rules as KivStrEncodeLatin1.
  */
-unsigned int KivStrDecodeLatin1(wchar_t* dest, unsigned int capacity, char const* src, unsigned int count)
+unsigned int KivStrDecodeLatin1(wchar_t *dest, unsigned int capacity, char const *src, unsigned int count)
 {
-    uint64_t n = KivInputCount(src, count);
-    KivWriter<wchar_t> w(dest, capacity);
-    uint64_t i = 0;
-    if (w.writing) {
-        /* The bytes that surely fit, in a plain loop; the writer takes over
+  uint64_t n = KivInputCount(src, count);
+  KivWriter<wchar_t> w(dest, capacity);
+  uint64_t i = 0;
+  if (w.writing)
+  {
+    /* The bytes that surely fit, in a plain loop; the writer takes over
          * for any rest. */
-        uint64_t fit = n < w.room ? n : w.room;
-        for (; i < fit; i++)
-            w.dest[i] = (wchar_t)(signed char)src[i];
-        w.pos = (unsigned int)fit;
-        w.total = fit;
-    }
-    for (; i < n; i++)
-        w.Put((wchar_t)(signed char)src[i]);
-    return w.Finish();
+    uint64_t fit = n < w.room ? n : w.room;
+    for (; i < fit; i++)
+      w.dest[i] = (wchar_t)(signed char)src[i];
+    w.pos = (unsigned int)fit;
+    w.total = fit;
+  }
+  for (; i < n; i++)
+    w.Put((wchar_t)(signed char)src[i]);
+  return w.Finish();
 }
 
 /*
@@ -598,44 +657,50 @@ unsigned int KivStrDecodeLatin1(wchar_t* dest, unsigned int capacity, char const
  * one character; any other surrogate unit becomes '?'; every other unit is
  * copied.  The result counts characters.
  */
-unsigned int KivStrUTF16ToUCS4(unsigned int* dest, unsigned int capacity, unsigned short const* src, unsigned int count)
+unsigned int KivStrUTF16ToUCS4(unsigned int *dest, unsigned int capacity, unsigned short const *src, unsigned int count)
 {
-    uint64_t n = KivInputCount(src, count);
-    KivWriter<unsigned int> w(dest, capacity);
-    uint64_t i = 0;
-    if (w.writing) {
-        /* Each item is one cell: while a cell is left, write without the
+  uint64_t n = KivInputCount(src, count);
+  KivWriter<unsigned int> w(dest, capacity);
+  uint64_t i = 0;
+  if (w.writing)
+  {
+    /* Each item is one cell: while a cell is left, write without the
          * writer's bookkeeping; it takes over at the end of the room. */
-        unsigned int* d = w.dest;
-        const unsigned int room = w.room;
-        unsigned int pos = 0;
-        while (i < n && pos < room) {
-            unsigned int u = src[i];
-            if (u - 0xD800u < 0x800u) {
-                if (u <= 0xDBFF && n - i >= 2 && src[i + 1] >= 0xDC00 && src[i + 1] <= 0xDFFF) {
-                    d[pos++] = (u << 10) + src[i + 1] - 0x35FDC00u;
-                    i += 2;
-                    continue;
-                }
-                u = '?';
-            }
-            d[pos++] = u;
-            i++;
+    unsigned int *d = w.dest;
+    const unsigned int room = w.room;
+    unsigned int pos = 0;
+    while (i < n && pos < room)
+    {
+      unsigned int u = src[i];
+      if (u - 0xD800u < 0x800u)
+      {
+        if (u <= 0xDBFF && n - i >= 2 && src[i + 1] >= 0xDC00 && src[i + 1] <= 0xDFFF)
+        {
+          d[pos++] = (u << 10) + src[i + 1] - 0x35FDC00u;
+          i += 2;
+          continue;
         }
-        w.pos = pos;
-        w.total = pos;
+        u = '?';
+      }
+      d[pos++] = u;
+      i++;
     }
-    while (i < n) {
-        unsigned int u = src[i];
-        if (u >= 0xD800 && u <= 0xDBFF && n - i >= 2 && src[i + 1] >= 0xDC00 && src[i + 1] <= 0xDFFF) {
-            w.Put((u << 10) + src[i + 1] - 0x35FDC00u);
-            i += 2;
-            continue;
-        }
-        w.Put(u >= 0xD800 && u <= 0xDFFF ? (unsigned int)'?' : u);
-        i++;
+    w.pos = pos;
+    w.total = pos;
+  }
+  while (i < n)
+  {
+    unsigned int u = src[i];
+    if (u >= 0xD800 && u <= 0xDBFF && n - i >= 2 && src[i + 1] >= 0xDC00 && src[i + 1] <= 0xDFFF)
+    {
+      w.Put((u << 10) + src[i + 1] - 0x35FDC00u);
+      i += 2;
+      continue;
     }
-    return w.Finish();
+    w.Put(u >= 0xD800 && u <= 0xDFFF ? (unsigned int)'?' : u);
+    i++;
+  }
+  return w.Finish();
 }
 
 /*
@@ -645,45 +710,50 @@ unsigned int KivStrUTF16ToUCS4(unsigned int* dest, unsigned int capacity, unsign
  * from its bits by the same formula, each half kept to 16 bits: three units,
  * the '?' and the pair being two separate items.  The result counts units.
  */
-unsigned int KivStrUCS4ToUTF16(unsigned short* dest, unsigned int capacity, unsigned int const* src, unsigned int count)
+unsigned int KivStrUCS4ToUTF16(unsigned short *dest, unsigned int capacity, unsigned int const *src, unsigned int count)
 {
-    uint64_t n = KivInputCount(src, count);
-    KivWriter<unsigned short> w(dest, capacity);
-    uint64_t i = 0;
-    if (w.writing) {
-        /* No character takes more than three units: while three are left,
+  uint64_t n = KivInputCount(src, count);
+  KivWriter<unsigned short> w(dest, capacity);
+  uint64_t i = 0;
+  if (w.writing)
+  {
+    /* No character takes more than three units: while three are left,
          * write without the writer's bookkeeping; it takes over near the
          * end of the room. */
-        unsigned short* d = w.dest;
-        const unsigned int room = w.room;
-        unsigned int pos = 0;
-        for (; i < n && room - pos >= 3; i++) {
-            uint32_t c = src[i];
-            if (c <= 0xFFFF) {
-                d[pos++] = (unsigned short)c;
-                continue;
-            }
-            if (c > 0x10FFFF)
-                d[pos++] = (unsigned short)'?';
-            d[pos] = (unsigned short)(((c >> 10) + 0xD7C0) & 0xFFFF);
-            d[pos + 1] = (unsigned short)((c & 0x3FF) + 0xDC00);
-            pos += 2;
-        }
-        w.pos = pos;
-        w.total = pos;
+    unsigned short *d = w.dest;
+    const unsigned int room = w.room;
+    unsigned int pos = 0;
+    for (; i < n && room - pos >= 3; i++)
+    {
+      uint32_t c = src[i];
+      if (c <= 0xFFFF)
+      {
+        d[pos++] = (unsigned short)c;
+        continue;
+      }
+      if (c > 0x10FFFF)
+        d[pos++] = (unsigned short)'?';
+      d[pos] = (unsigned short)(((c >> 10) + 0xD7C0) & 0xFFFF);
+      d[pos + 1] = (unsigned short)((c & 0x3FF) + 0xDC00);
+      pos += 2;
     }
-    for (; i < n; i++) {
-        uint32_t c = src[i];
-        if (c <= 0xFFFF) {
-            w.Put((unsigned short)c);
-            continue;
-        }
-        if (c > 0x10FFFF)
-            w.Put((unsigned short)'?');
-        w.Put2((unsigned short)(((c >> 10) + 0xD7C0) & 0xFFFF),
-               (unsigned short)((c & 0x3FF) + 0xDC00));
+    w.pos = pos;
+    w.total = pos;
+  }
+  for (; i < n; i++)
+  {
+    uint32_t c = src[i];
+    if (c <= 0xFFFF)
+    {
+      w.Put((unsigned short)c);
+      continue;
     }
-    return w.Finish();
+    if (c > 0x10FFFF)
+      w.Put((unsigned short)'?');
+    w.Put2((unsigned short)(((c >> 10) + 0xD7C0) & 0xFFFF),
+           (unsigned short)((c & 0x3FF) + 0xDC00));
+  }
+  return w.Finish();
 }
 
 /*
@@ -691,25 +761,25 @@ unsigned int KivStrUCS4ToUTF16(unsigned short* dest, unsigned int capacity, unsi
  * the C library's mblen() says in the current locale (-1 for an invalid
  * sequence), returned as it is.  A null pointer has no character: 0.
  */
-int KivCharMBLen(char const* s)
+int KivCharMBLen(char const *s)
 {
-    if (!s)
-        return 0;
-    if ((unsigned char)*s < 0x80)
-        return 1;
-    return mblen(s, MB_CUR_MAX);
+  if (!s)
+    return 0;
+  if ((unsigned char)*s < 0x80)
+    return 1;
+  return mblen(s, MB_CUR_MAX);
 }
 
 /* KivCharMBLen - wide strings hold one character per element. */
-int KivCharMBLen(wchar_t const* s)
+int KivCharMBLen(wchar_t const *s)
 {
-    (void)s;
-    return 1;
+  (void)s;
+  return 1;
 }
 
 /* CharX2C - the upper-case hexadecimal digit of 0-15, '?' above. */
 char CharX2C(unsigned char digit)
 {
-    static const char s_acHex[] = "0123456789ABCDEF";
-    return digit <= 15 ? s_acHex[digit] : '?';
+  static const char s_acHex[] = "0123456789ABCDEF";
+  return digit <= 15 ? s_acHex[digit] : '?';
 }

@@ -31,8 +31,8 @@
  * terminates.  Returns 1 if all of src was copied, 0 if the capacity cut it
  * short.  cap 0 writes nothing and returns 0.
  */
-int KivStrSet(char* dst, unsigned int cap, const char* src);
-int KivStrSet(wchar_t* dst, unsigned int cap, const wchar_t* src);
+int KivStrSet(char *dst, unsigned int cap, const char *src);
+int KivStrSet(wchar_t *dst, unsigned int cap, const wchar_t *src);
 
 /*
  * KivStrSet - copies at most n elements of src, stopping early at its
@@ -41,16 +41,16 @@ int KivStrSet(wchar_t* dst, unsigned int cap, const wchar_t* src);
  * elements were copied), 0 if the capacity ended it first.  cap 0: 0.
  * src[n] is never read once n elements have been copied.
  */
-int KivStrSet(char* dst, unsigned int cap, const char* src, unsigned int n);
-int KivStrSet(wchar_t* dst, unsigned int cap, const wchar_t* src, unsigned int n);
+int KivStrSet(char *dst, unsigned int cap, const char *src, unsigned int n);
+int KivStrSet(wchar_t *dst, unsigned int cap, const wchar_t *src, unsigned int n);
 
 /*
  * KivStrSetLE - copies exactly n elements of src (zeros inside are copied
  * like any element), at most cap - 1, then terminates.  Returns 1 if all n
  * fitted, else 0.  cap 0: nothing written, 0.  n -1 measures src.
  */
-int KivStrSetLE(char* dst, unsigned int cap, const char* src, unsigned int n);
-int KivStrSetLE(wchar_t* dst, unsigned int cap, const wchar_t* src, unsigned int n);
+int KivStrSetLE(char *dst, unsigned int cap, const char *src, unsigned int n);
+int KivStrSetLE(wchar_t *dst, unsigned int cap, const wchar_t *src, unsigned int n);
 
 /*
  * KivStrCat - appends src to the string already in dst (length 0 for a
@@ -59,11 +59,11 @@ int KivStrSetLE(wchar_t* dst, unsigned int cap, const wchar_t* src, unsigned int
  * and nothing is written; otherwise src is copied as by KivStrSet into the
  * room that remains, with KivStrSet's result.
  */
-int KivStrCat(char* dst, unsigned int cap, const char* src);
-int KivStrCat(wchar_t* dst, unsigned int cap, const wchar_t* src);
+int KivStrCat(char *dst, unsigned int cap, const char *src);
+int KivStrCat(wchar_t *dst, unsigned int cap, const wchar_t *src);
 /* KivStrCat - the same with the n-limit of the four-argument KivStrSet. */
-int KivStrCat(char* dst, unsigned int cap, const char* src, unsigned int n);
-int KivStrCat(wchar_t* dst, unsigned int cap, const wchar_t* src, unsigned int n);
+int KivStrCat(char *dst, unsigned int cap, const char *src, unsigned int n);
+int KivStrCat(wchar_t *dst, unsigned int cap, const wchar_t *src, unsigned int n);
 
 /* ---- insertion, removal, replacement ---- */
 
@@ -76,10 +76,10 @@ int KivStrCat(wchar_t* dst, unsigned int cap, const wchar_t* src, unsigned int n
  * explicit srcLen it must be src's terminator.  Lengths whose sum cannot be
  * represented give (unsigned)-1 and write nothing.
  */
-unsigned int KivStrInsert(char* dst, unsigned int cap, const char* src, unsigned int srcLen,
-                          unsigned int pos, const char* ins, unsigned int insLen);
-unsigned int KivStrInsert(wchar_t* dst, unsigned int cap, const wchar_t* src, unsigned int srcLen,
-                          unsigned int pos, const wchar_t* ins, unsigned int insLen);
+unsigned int KivStrInsert(char *dst, unsigned int cap, const char *src, unsigned int srcLen,
+                          unsigned int pos, const char *ins, unsigned int insLen);
+unsigned int KivStrInsert(wchar_t *dst, unsigned int cap, const wchar_t *src, unsigned int srcLen,
+                          unsigned int pos, const wchar_t *ins, unsigned int insLen);
 
 /*
  * KivStrRemove - removes count elements at pos (as many as there are) from
@@ -88,9 +88,9 @@ unsigned int KivStrInsert(wchar_t* dst, unsigned int cap, const wchar_t* src, un
  * result is the new length plus 1.  src[srcLen] is copied as the
  * terminator, as for KivStrInsert.
  */
-unsigned int KivStrRemove(char* dst, unsigned int cap, const char* src, unsigned int srcLen,
+unsigned int KivStrRemove(char *dst, unsigned int cap, const char *src, unsigned int srcLen,
                           unsigned int pos, unsigned int count);
-unsigned int KivStrRemove(wchar_t* dst, unsigned int cap, const wchar_t* src, unsigned int srcLen,
+unsigned int KivStrRemove(wchar_t *dst, unsigned int cap, const wchar_t *src, unsigned int srcLen,
                           unsigned int pos, unsigned int count);
 
 /*
@@ -104,10 +104,10 @@ unsigned int KivStrRemove(wchar_t* dst, unsigned int cap, const wchar_t* src, un
  * An empty (or null) find string matches nothing: the source is copied
  * unchanged, as one piece, under the same rule.
  */
-unsigned int KivStrReplace(char* dst, unsigned int cap, const char* src, unsigned int srcLen,
-                           const char* find, unsigned int findLen, const char* repl, unsigned int replLen);
-unsigned int KivStrReplace(wchar_t* dst, unsigned int cap, const wchar_t* src, unsigned int srcLen,
-                           const wchar_t* find, unsigned int findLen, const wchar_t* repl, unsigned int replLen);
+unsigned int KivStrReplace(char *dst, unsigned int cap, const char *src, unsigned int srcLen,
+                           const char *find, unsigned int findLen, const char *repl, unsigned int replLen);
+unsigned int KivStrReplace(wchar_t *dst, unsigned int cap, const wchar_t *src, unsigned int srcLen,
+                           const wchar_t *find, unsigned int findLen, const wchar_t *repl, unsigned int replLen);
 
 /* ---- trimming in place ---- */
 
@@ -119,7 +119,7 @@ unsigned int KivStrReplace(wchar_t* dst, unsigned int cap, const wchar_t* src, u
  * Instantiated for char and wchar_t.
  */
 template <typename C>
-unsigned int TKivStrTrimLeft(C* s, unsigned int len);
+unsigned int TKivStrTrimLeft(C *s, unsigned int len);
 
 /*
  * TKivStrTrimRight - counts the trailing white space of s (len elements,
@@ -130,13 +130,13 @@ unsigned int TKivStrTrimLeft(C* s, unsigned int len);
  * Instantiated for char and wchar_t.
  */
 template <typename C>
-unsigned int TKivStrTrimRight(C* s, unsigned int len);
+unsigned int TKivStrTrimRight(C *s, unsigned int len);
 
 /* KivStrTrimLeft / KivStrTrimRight - the templates above, per type. */
-unsigned int KivStrTrimLeft(char* s, unsigned int len);
-unsigned int KivStrTrimLeft(wchar_t* s, unsigned int len);
-unsigned int KivStrTrimRight(char* s, unsigned int len);
-unsigned int KivStrTrimRight(wchar_t* s, unsigned int len);
+unsigned int KivStrTrimLeft(char *s, unsigned int len);
+unsigned int KivStrTrimLeft(wchar_t *s, unsigned int len);
+unsigned int KivStrTrimRight(char *s, unsigned int len);
+unsigned int KivStrTrimRight(wchar_t *s, unsigned int len);
 
 /*
  * KivStrTrim - removes white space at both ends; returns the total removed.
@@ -144,8 +144,8 @@ unsigned int KivStrTrimRight(wchar_t* s, unsigned int len);
  * becomes empty); with an explicit length the new text is the first
  * len - result elements.
  */
-unsigned int KivStrTrim(char* s, unsigned int len);
-unsigned int KivStrTrim(wchar_t* s, unsigned int len);
+unsigned int KivStrTrim(char *s, unsigned int len);
+unsigned int KivStrTrim(wchar_t *s, unsigned int len);
 
 /* ---- case conversion in place ---- */
 
@@ -160,10 +160,10 @@ unsigned int KivStrTrim(wchar_t* s, unsigned int len);
  * UTF-8 against 2) is left as it is, as is every byte that does not start a
  * valid character.
  */
-void KivStrLower(char* s, unsigned int len);
-void KivStrLower(wchar_t* s, unsigned int len);
-void KivStrUpper(char* s, unsigned int len);
-void KivStrUpper(wchar_t* s, unsigned int len);
+void KivStrLower(char *s, unsigned int len);
+void KivStrLower(wchar_t *s, unsigned int len);
+void KivStrUpper(char *s, unsigned int len);
+void KivStrUpper(wchar_t *s, unsigned int len);
 
 /* ---- paths ---- */
 
@@ -175,16 +175,16 @@ void KivStrUpper(wchar_t* s, unsigned int len);
 template <typename C>
 struct TKivPathSeq
 {
-    const C* base;
-    unsigned int baseLen;
-    unsigned int sep;
-    const C* rel;
-    unsigned int relLen;
+  const C *base;
+  unsigned int baseLen;
+  unsigned int sep;
+  const C *rel;
+  unsigned int relLen;
 };
 
 /* CPC - the element at index i of the sequence (see TKivPathSeq). */
 template <typename C>
-C CPC(const TKivPathSeq<C>& seq, unsigned int i);
+C CPC(const TKivPathSeq<C> &seq, unsigned int i);
 
 /*
  * StrNextPathBlock - a block is a run of elements other than '/' together
@@ -193,7 +193,7 @@ C CPC(const TKivPathSeq<C>& seq, unsigned int i);
  * beyond the end of the sequence.
  */
 template <typename C>
-unsigned int StrNextPathBlock(const TKivPathSeq<C>& seq, unsigned int i);
+unsigned int StrNextPathBlock(const TKivPathSeq<C> &seq, unsigned int i);
 
 /*
  * KivStrPath - joins base and rel and removes "./" blocks and "name/../"
@@ -214,8 +214,8 @@ unsigned int StrNextPathBlock(const TKivPathSeq<C>& seq, unsigned int i);
  * everything fitted, else needed + 1.  Inputs whose joined length cannot be
  * represented give (unsigned)-1 and an empty result.
  */
-unsigned int KivStrPath(char* dst, unsigned int cap, const char* base, const char* rel);
-unsigned int KivStrPath(wchar_t* dst, unsigned int cap, const wchar_t* base, const wchar_t* rel);
+unsigned int KivStrPath(char *dst, unsigned int cap, const char *base, const char *rel);
+unsigned int KivStrPath(wchar_t *dst, unsigned int cap, const wchar_t *base, const wchar_t *rel);
 
 /* ---- XML attribute values ---- */
 
@@ -233,7 +233,7 @@ unsigned int KivStrPath(wchar_t* dst, unsigned int cap, const wchar_t* base, con
  * an empty or null name): cap 0 returns 1, otherwise an empty string is
  * written and 0 returned.
  */
-unsigned int KivStrGetXMLToken(char* dst, unsigned int cap, const char* text, const char* name);
-unsigned int KivStrGetXMLToken(wchar_t* dst, unsigned int cap, const wchar_t* text, const wchar_t* name);
+unsigned int KivStrGetXMLToken(char *dst, unsigned int cap, const char *text, const char *name);
+unsigned int KivStrGetXMLToken(wchar_t *dst, unsigned int cap, const wchar_t *text, const wchar_t *name);
 
 #endif /* KIVEDIT_UNIX_H */

@@ -33,7 +33,11 @@
 
 /* Lets a template parameter appear in a parameter without being deduced
  * from it, so that a null end pointer can be passed as plain 0/nullptr. */
-template <class C> struct TKivNonDeduced { typedef C type; };
+template <class C>
+struct TKivNonDeduced
+{
+  typedef C type;
+};
 
 /* ---- integer formatting ---- */
 
@@ -57,23 +61,23 @@ template <class C> struct TKivNonDeduced { typedef C type; };
  * unsigned types.
  */
 template <class C, class T, class U = typename std::make_unsigned<T>::type>
-unsigned int TInt2Str(T value, C* dest, unsigned int capacity, int radix, int forceSign, int minDigits);
+unsigned int TInt2Str(T value, C *dest, unsigned int capacity, int radix, int forceSign, int minDigits);
 
 /* TInt2Str of a 32-bit signed value, forceSign 0, minDigits 0. */
-unsigned int KivLONG2Str(int value, char* dest, unsigned int capacity, int radix);
-unsigned int KivLONG2Str(int value, wchar_t* dest, unsigned int capacity, int radix);
+unsigned int KivLONG2Str(int value, char *dest, unsigned int capacity, int radix);
+unsigned int KivLONG2Str(int value, wchar_t *dest, unsigned int capacity, int radix);
 
 /* A 32-bit unsigned value (never a sign). */
-unsigned int KivDWORD2Str(unsigned int value, char* dest, unsigned int capacity, int radix);
-unsigned int KivDWORD2Str(unsigned int value, wchar_t* dest, unsigned int capacity, int radix);
+unsigned int KivDWORD2Str(unsigned int value, char *dest, unsigned int capacity, int radix);
+unsigned int KivDWORD2Str(unsigned int value, wchar_t *dest, unsigned int capacity, int radix);
 
 /* A 64-bit signed value ("-" only in radix 10). */
-unsigned int KivLONGLONG2Str(long long value, char* dest, unsigned int capacity, int radix);
-unsigned int KivLONGLONG2Str(long long value, wchar_t* dest, unsigned int capacity, int radix);
+unsigned int KivLONGLONG2Str(long long value, char *dest, unsigned int capacity, int radix);
+unsigned int KivLONGLONG2Str(long long value, wchar_t *dest, unsigned int capacity, int radix);
 
 /* A 64-bit unsigned value. */
-unsigned int KivQWORD2Str(unsigned long long value, char* dest, unsigned int capacity, int radix);
-unsigned int KivQWORD2Str(unsigned long long value, wchar_t* dest, unsigned int capacity, int radix);
+unsigned int KivQWORD2Str(unsigned long long value, char *dest, unsigned int capacity, int radix);
+unsigned int KivQWORD2Str(unsigned long long value, wchar_t *dest, unsigned int capacity, int radix);
 
 /* ---- integer parsing ---- */
 
@@ -100,22 +104,22 @@ unsigned int KivQWORD2Str(unsigned long long value, wchar_t* dest, unsigned int 
  * wchar_t with int, long, long long and their unsigned types.
  */
 template <class C, class T = int, class U = typename std::make_unsigned<T>::type>
-T TStr2Int(C const* text, int radix, typename TKivNonDeduced<C>::type const** end);
+T TStr2Int(C const *text, int radix, typename TKivNonDeduced<C>::type const **end);
 
 /* 32-bit unsigned: TStr2Int in unsigned arithmetic ("-1" in radix 10 gives
  * 0xFFFFFFFF). */
-unsigned int KivStr2DWORD(char const* text, int radix, char const** end = 0);
-unsigned int KivStr2DWORD(wchar_t const* text, int radix, wchar_t const** end = 0);
+unsigned int KivStr2DWORD(char const *text, int radix, char const **end = 0);
+unsigned int KivStr2DWORD(wchar_t const *text, int radix, wchar_t const **end = 0);
 
 /* 32-bit signed TStr2Int. */
-int KivStr2LONG(char const* text, int radix, char const** end = 0);
-int KivStr2LONG(wchar_t const* text, int radix, wchar_t const** end = 0);
+int KivStr2LONG(char const *text, int radix, char const **end = 0);
+int KivStr2LONG(wchar_t const *text, int radix, wchar_t const **end = 0);
 
 /* 64-bit signed and unsigned. */
-long long KivStr2LONGLONG(char const* text, int radix, char const** end = 0);
-long long KivStr2LONGLONG(wchar_t const* text, int radix, wchar_t const** end = 0);
-unsigned long long KivStr2QWORD(char const* text, int radix, char const** end = 0);
-unsigned long long KivStr2QWORD(wchar_t const* text, int radix, wchar_t const** end = 0);
+long long KivStr2LONGLONG(char const *text, int radix, char const **end = 0);
+long long KivStr2LONGLONG(wchar_t const *text, int radix, wchar_t const **end = 0);
+unsigned long long KivStr2QWORD(char const *text, int radix, char const **end = 0);
+unsigned long long KivStr2QWORD(wchar_t const *text, int radix, wchar_t const **end = 0);
 
 /*
  * KivStr2Float reads a decimal floating-point number:
@@ -135,13 +139,13 @@ unsigned long long KivStr2QWORD(wchar_t const* text, int radix, wchar_t const** 
  *    consumed: KivStr2Float("e5", &end) is 0.0 with end after the "5".
  * There is no "inf" or "nan" spelling and no hexadecimal form.
  */
-double KivStr2Float(char const* text, char const** end = 0);
-double KivStr2Float(wchar_t const* text, wchar_t const** end = 0);
+double KivStr2Float(char const *text, char const **end = 0);
+double KivStr2Float(wchar_t const *text, wchar_t const **end = 0);
 
 /* ---- floating-point formatting ---- */
 
 /* Size of the digit buffer Float2Str_Core works in, and its digit limit. */
-#define KIV_FLOAT_CORE_BUFFER 312
+#define KIV_FLOAT_CORE_BUFFER    312
 #define KIV_FLOAT_CORE_MAXDIGITS 310
 
 /*
@@ -170,18 +174,20 @@ double KivStr2Float(wchar_t const* text, wchar_t const** end = 0);
  *  - A null buffer returns null; null decimalPoint or negative pointers are
  *    allowed (the value is then not reported).
  */
-char* Float2Str_Core(double value, char* buffer, int digits, int* decimalPoint, int* negative, int significant);
+char *Float2Str_Core(double value, char *buffer, int digits, int *decimalPoint, int *negative, int significant);
 
 /* Notations and paddings of TFloat2Str. */
-enum {
-    KIVFLOAT_GENERAL = 0,    /* like printf %g */
-    KIVFLOAT_FIXED = 1,      /* like printf %f */
-    KIVFLOAT_EXPONENT = 2    /* like printf %e */
+enum
+{
+  KIVFLOAT_GENERAL = 0, /* like printf %g */
+  KIVFLOAT_FIXED = 1,   /* like printf %f */
+  KIVFLOAT_EXPONENT = 2 /* like printf %e */
 };
-enum {
-    KIVFLOAT_PAD_SPACE = 0,  /* spaces before the number (right-aligned) */
-    KIVFLOAT_PAD_ZERO = 1,   /* zeros between sign and digits */
-    KIVFLOAT_PAD_RIGHT = 2   /* spaces after the number (left-aligned) */
+enum
+{
+  KIVFLOAT_PAD_SPACE = 0, /* spaces before the number (right-aligned) */
+  KIVFLOAT_PAD_ZERO = 1,  /* zeros between sign and digits */
+  KIVFLOAT_PAD_RIGHT = 2  /* spaces after the number (left-aligned) */
 };
 
 /*
@@ -214,26 +220,26 @@ enum {
  * Result under the bounded-writer rules.  Instantiated for char and wchar_t.
  */
 template <class C>
-unsigned int TFloat2Str(double value, C* dest, unsigned int capacity, int precision, int notation, int width,
+unsigned int TFloat2Str(double value, C *dest, unsigned int capacity, int precision, int notation, int width,
                         int forceSign, int padding);
 
 /* The same as TFloat2Str. */
-unsigned int KivFloat2StrEx(double value, char* dest, unsigned int capacity, int precision, int notation, int width,
+unsigned int KivFloat2StrEx(double value, char *dest, unsigned int capacity, int precision, int notation, int width,
                             int forceSign, int padding);
-unsigned int KivFloat2StrEx(double value, wchar_t* dest, unsigned int capacity, int precision, int notation,
+unsigned int KivFloat2StrEx(double value, wchar_t *dest, unsigned int capacity, int precision, int notation,
                             int width, int forceSign, int padding);
 
 /* Fixed notation with precision decimals, no width, no forced sign:
  * KivFloat2StrEx(value, dest, capacity, precision, 1, 0, 0, 0), so
  * KivFloat2Str(3.14159, buf, 16, 2) gives "3.14". */
-unsigned int KivFloat2Str(double value, char* dest, unsigned int capacity, int precision);
-unsigned int KivFloat2Str(double value, wchar_t* dest, unsigned int capacity, int precision);
+unsigned int KivFloat2Str(double value, char *dest, unsigned int capacity, int precision);
+unsigned int KivFloat2Str(double value, wchar_t *dest, unsigned int capacity, int precision);
 
 /* ---- instantiations kept in the library ---- */
 
-#define KIV_NUMBER_EXTERN(C, T, U) \
-    extern template unsigned int TInt2Str<C, T, U>(T, C*, unsigned int, int, int, int); \
-    extern template T TStr2Int<C, T, U>(C const*, int, C const**);
+#define KIV_NUMBER_EXTERN(C, T, U)                                                     \
+  extern template unsigned int TInt2Str<C, T, U>(T, C *, unsigned int, int, int, int); \
+  extern template T TStr2Int<C, T, U>(C const *, int, C const **);
 KIV_NUMBER_EXTERN(char, int, unsigned int)
 KIV_NUMBER_EXTERN(char, unsigned int, unsigned int)
 KIV_NUMBER_EXTERN(char, long, unsigned long)
@@ -247,7 +253,7 @@ KIV_NUMBER_EXTERN(wchar_t, unsigned long, unsigned long)
 KIV_NUMBER_EXTERN(wchar_t, long long, unsigned long long)
 KIV_NUMBER_EXTERN(wchar_t, unsigned long long, unsigned long long)
 #undef KIV_NUMBER_EXTERN
-extern template unsigned int TFloat2Str<char>(double, char*, unsigned int, int, int, int, int, int);
-extern template unsigned int TFloat2Str<wchar_t>(double, wchar_t*, unsigned int, int, int, int, int, int);
+extern template unsigned int TFloat2Str<char>(double, char *, unsigned int, int, int, int, int, int);
+extern template unsigned int TFloat2Str<wchar_t>(double, wchar_t *, unsigned int, int, int, int, int, int);
 
 #endif /* KIVNUMBER_UNIX_H */

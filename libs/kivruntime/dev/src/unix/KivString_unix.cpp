@@ -10,7 +10,7 @@
  * wide characters are UCS-4 on every platform this library is built for. */
 static_assert(sizeof(wchar_t) == 4, "wchar_t must be 32 bits wide");
 static_assert(sizeof(TKivStringBuffer<wchar_t, CKivMemHeap>) == 12, "string buffer header must be 12 bytes");
-static_assert(sizeof(TKivString<wchar_t, CKivMemHeap>) == sizeof(void*), "string handle must be one pointer");
+static_assert(sizeof(TKivString<wchar_t, CKivMemHeap>) == sizeof(void *), "string handle must be one pointer");
 
 /*
  * KivStrSerialize - writes count characters of text (-1: up to its zero; a
@@ -22,31 +22,36 @@ static_assert(sizeof(TKivString<wchar_t, CKivMemHeap>) == sizeof(void*), "string
  * is returned (0xFFFFFFFF if it does not fit in 32 bits), so the caller
  * tells success by result <= size.
  */
-unsigned int KivStrSerialize(void* dest, unsigned int size, wchar_t const* text, unsigned int count)
+unsigned int KivStrSerialize(void *dest, unsigned int size, wchar_t const *text, unsigned int count)
 {
-    uint64_t n = 0;
-    if (text) {
-        if (count == 0xFFFFFFFFu) {
-            while (text[n] != 0)
-                n++;
-        } else {
-            n = count;
-        }
+  uint64_t n = 0;
+  if (text)
+  {
+    if (count == 0xFFFFFFFFu)
+    {
+      while (text[n] != 0)
+        n++;
     }
-    uint64_t need = 2 * n + 2;
-    if (!dest)
-        size = 0;
-    if ((uint64_t)(size & ~1u) < need)
-        return need > 0xFFFFFFFFu ? 0xFFFFFFFFu : (unsigned int)need;
-    unsigned char* out = static_cast<unsigned char*>(dest);
-    for (uint64_t i = 0; i < n; i++) {
-        uint32_t c = (uint32_t)text[i];
-        out[2 * i] = (unsigned char)(c & 0xFF);
-        out[2 * i + 1] = (unsigned char)((c >> 8) & 0xFF);
+    else
+    {
+      n = count;
     }
-    out[2 * n] = 0;
-    out[2 * n + 1] = 0;
-    return (unsigned int)need;
+  }
+  uint64_t need = 2 * n + 2;
+  if (!dest)
+    size = 0;
+  if ((uint64_t)(size & ~1u) < need)
+    return need > 0xFFFFFFFFu ? 0xFFFFFFFFu : (unsigned int)need;
+  unsigned char *out = static_cast<unsigned char *>(dest);
+  for (uint64_t i = 0; i < n; i++)
+  {
+    uint32_t c = (uint32_t)text[i];
+    out[2 * i] = (unsigned char)(c & 0xFF);
+    out[2 * i + 1] = (unsigned char)((c >> 8) & 0xFF);
+  }
+  out[2 * n] = 0;
+  out[2 * n + 1] = 0;
+  return (unsigned int)need;
 }
 
 /*
@@ -57,16 +62,16 @@ unsigned int KivStrSerialize(void* dest, unsigned int size, wchar_t const* text,
  * is returned.  Fed a whole serial form it copies the serialised terminator
  * too, so its count is one more than the text's.  A null source is empty.
  */
-unsigned int KivStrDeSerialize(wchar_t* dest, unsigned int capacity, void const* src, unsigned int size)
+unsigned int KivStrDeSerialize(wchar_t *dest, unsigned int capacity, void const *src, unsigned int size)
 {
-    unsigned int n = src ? size / 2 : 0;
-    if (!dest)
-        capacity = 0;
-    if (n + 1 > capacity)
-        return n + 1;
-    unsigned char const* in = static_cast<unsigned char const*>(src);
-    for (unsigned int i = 0; i < n; i++)
-        dest[i] = (wchar_t)((unsigned int)in[2 * i] | ((unsigned int)in[2 * i + 1] << 8));
-    dest[n] = 0;
-    return n;
+  unsigned int n = src ? size / 2 : 0;
+  if (!dest)
+    capacity = 0;
+  if (n + 1 > capacity)
+    return n + 1;
+  unsigned char const *in = static_cast<unsigned char const *>(src);
+  for (unsigned int i = 0; i < n; i++)
+    dest[i] = (wchar_t)((unsigned int)in[2 * i] | ((unsigned int)in[2 * i + 1] << 8));
+  dest[n] = 0;
+  return n;
 }
