@@ -22,9 +22,11 @@
 
 #include <vector>
 
+#include "delivery.h"
 #include "host_log.h"
 #include "job_json.h"
 #include "page_rebuild.h"
+#include "pwg_spool.h"
 #include "rc_decoder.h"
 
 /* Bytes asked of each read(2) when no record needs more. */
@@ -53,7 +55,19 @@ struct JobState
   uint64_t bytes = 0;     /* bytes received */
   std::string error;      /* what ended the job early */
   std::string endNote;    /* why an ended job is incomplete */
+  /* --forward */
+  PwgSpool spool;                 /* document.pwg, opened at the first page */
+  rc_page_start_fields pageRec{}; /* settings of the page being received */
+  PrintSettings settings;         /* the job's settings: those of its first page */
+  bool haveSettings = false;
+  std::string deliveryJson = "null"; /* job.json's "delivery" value */
 };
+
+/* True when the job's pages go to a printer. */
+bool forwarding(const JobState *job)
+{
+  return !job->shared->config.forwardUri.empty() && !job->folder.empty();
+}
 
 /* The highest job number among the folders already in dir ("NNNN-..."). */
 unsigned highest_job_in(const std::string &dir)
@@ -194,6 +208,11 @@ void write_job_json(JobState *job, bool finished)
     json_string(&w, job->endNote);
   else
     json_null(&w);
+  if (forwarding(job))
+  {
+    json_key(&w, "delivery", "\n  ");
+    json_raw(&w, job->deliveryJson);
+  }
   json_key(&w, "bytesReceived", "\n  ");
   json_uint(&w, job->bytes);
   json_key(&w, "documentsStarted", "\n  ");
@@ -254,10 +273,16 @@ int finish_page(JobState *job, JsonWriter *recordJson, std::string *what)
   std::string image = host_format("page-%03u.png", number);
   std::string path;
   bool saved = false;
-  if (!job->folder.empty())
+  if (!job->folder.empty() && !job->shared->config.noImages)
   {
     path = job->folder + "/" + image;
     saved = png_write_file(path.c_str(), &result.image) == 1;
+  }
+  if (forwarding(job))
+  {
+    if (!job->spool.raster && !job->spool.failed)
+      pwg_spool_open(&job->spool, job->folder + "/" PWG_SPOOL_FILE, job->job);
+    pwg_spool_add_page(&job->spool, result.image, job->pageRec, job->job);
   }
 
   const PageAssembly &pa = job->page;
@@ -380,6 +405,12 @@ int handle_record(JobState *job, const rc_record &rec, std::string *what)
         {
           job->pageStarts++;
           job->color = rec.page.color;
+          job->pageRec = rec.page;
+          if (!job->haveSettings)
+          {
+            print_settings_from_page(rec.page, &job->settings);
+            job->haveSettings = true;
+          }
         }
         break;
       case RCPACKETID_PRN_PAGE_END:
@@ -550,6 +581,29 @@ void serve_connection(int fd, HostShared *shared, ConnectionResult *result)
   if (job.error.empty() && job.endNote.empty() && strcmp(job_status(&job), "complete") != 0)
     job.endNote = job.bitmapOpen ? "the connection ended inside a bitmap"
                                  : "the connection ended before the document's end";
+  /* With --forward the job's delivery record is settled first: "pending"
+     for a complete job whose document is safely on disk, otherwise the
+     reason it is kept and not delivered. */
+  bool deliver = false;
+  DeliveryState delivery;
+  if (forwarding(&job))
+  {
+    bool spooled = pwg_spool_close(&job.spool, job.job);
+    bool complete = strcmp(job_status(&job), "complete") == 0;
+    delivery = delivery_new_state(shared->config.forwardUri, job.job, job.printer, job.settings,
+                                  job.pageCount);
+    if (!complete || !spooled)
+    {
+      delivery.state = "incomplete";
+      delivery.note = !complete ? (job.error.empty() ? "the job did not end: kept, never delivered"
+                                                     : "the job failed: kept, never delivered")
+                                : "the document could not be written: kept, not delivered";
+    }
+    deliver = delivery.state == "pending";
+    job.deliveryJson = delivery_state_json(delivery);
+    if (!delivery_state_write(job.folder, delivery, false))
+      deliver = false;
+  }
   write_job_json(&job, true);
   if (!job.error.empty())
     host_printf(2, "kivprinter-host: job %u: %s; connection dropped, %u page%s kept", job.job,
@@ -562,6 +616,10 @@ void serve_connection(int fd, HostShared *shared, ConnectionResult *result)
   else
     host_printf(job.progressFd, "job %u: complete, %u page%s%s%s", job.job, job.pageCount,
                 job.pageCount == 1 ? "" : "s", job.folder.empty() ? "" : " in ", job.folder.c_str());
+  if (forwarding(&job) && !deliver)
+    host_printf(2, "kivprinter-host: job %u: not delivered: %s", job.job, delivery.note.c_str());
+  if (deliver && shared->delivery)
+    delivery_enqueue(shared->delivery, job.folder);
   result->complete = strcmp(job_status(&job), "complete") == 0;
   result->failed = !job.error.empty();
   result->pages = job.pageCount;

@@ -8,8 +8,12 @@
  * lines), rebuilds each page and writes it out as soon as its bitmap ends.
  *
  * Output per job, under the output folder: NNNN-<printer>/ with
- * page-001.png, page-002.png ... and job.json (rewritten after every page,
- * so that it is current even if the receiver is killed).  With --dump
+ * page-001.png, page-002.png ... (not with --no-images) and job.json
+ * (rewritten after every page, so that it is current even if the receiver
+ * is killed).  With --forward the pages also go into document.pwg, the
+ * document for the printer, and a complete job is handed to the delivery
+ * thread once that file and its "pending" record are on disk; a job that
+ * did not end is marked and kept, never delivered.  With --dump
  * nothing is written; every record is printed as one JSON line instead.
  *
  * The first malformed record ends the job: one error line names the job,
@@ -26,17 +30,22 @@
 #include <mutex>
 #include <string>
 
+struct Delivery;
+
 struct HostConfig
 {
   std::string outDir = "received"; /* --out */
   bool dump = false;               /* --dump: JSON lines, no files */
+  bool noImages = false;           /* --no-images: no PNG files */
+  std::string forwardUri;          /* --forward: the printer; empty: none */
 };
 
 /* What every connection thread shares: the settings and the job counter. */
 struct HostShared
 {
   HostConfig config;
-  std::mutex lock; /* guards the fields below */
+  Delivery *delivery = nullptr; /* with --forward: where complete jobs go */
+  std::mutex lock;              /* guards the fields below */
   bool counterReady = false;
   unsigned nextJob = 1; /* first unused job number */
 };

@@ -15,8 +15,11 @@
 #include <string.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <stddef.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+#include <systemd/sd-daemon.h>
 
 #include <condition_variable>
 #include <map>
@@ -26,11 +29,13 @@
 #include "host_log.h"
 
 static int g_wakePipe[2] = {-1, -1};
+static volatile sig_atomic_t g_stopRequested = 0;
 
 /* SIGINT/SIGTERM: wake the accept loop. */
 static void on_stop_signal(int)
 {
   int saved = errno;
+  g_stopRequested = 1;
   char byte = 'S';
   ssize_t ignored = write(g_wakePipe[1], &byte, 1);
   (void)ignored;
@@ -137,6 +142,42 @@ int listener_open(const std::string &path, unsigned mode)
   return fd;
 }
 
+bool receiver_stop_requested()
+{
+  return g_stopRequested != 0;
+}
+
+int listener_inherited(std::string *path)
+{
+  int count = sd_listen_fds(1);
+  if (count == 0)
+    return -1;
+  if (count < 0)
+  {
+    host_printf(2, "kivprinter-host: the inherited sockets cannot be used: %s", strerror(-count));
+    return -2;
+  }
+  int fd = SD_LISTEN_FDS_START;
+  if (sd_is_socket_unix(fd, SOCK_STREAM, 1, nullptr, 0) <= 0)
+  {
+    host_printf(2, "kivprinter-host: the inherited descriptor %d is not a listening Unix stream socket", fd);
+    return -2;
+  }
+  if (count > 1)
+    host_printf(2, "kivprinter-host: %d sockets inherited; listening on the first only", count);
+  /* Its path, for the log line; the file is the service manager's. */
+  struct sockaddr_un addr;
+  socklen_t length = sizeof addr;
+  memset(&addr, 0, sizeof addr);
+  if (getsockname(fd, (struct sockaddr *)&addr, &length) == 0 && length > offsetof(struct sockaddr_un, sun_path) &&
+      addr.sun_path[0])
+    *path = std::string(addr.sun_path, strnlen(addr.sun_path, sizeof addr.sun_path));
+  else
+    *path = "descriptor " + std::to_string(fd);
+  fcntl(fd, F_SETFD, FD_CLOEXEC);
+  return fd;
+}
+
 namespace {
 
 /* The connections being served, shared between the accept loop and the
@@ -192,12 +233,21 @@ int run_receiver(const ListenerConfig &config, HostShared *shared)
   sigaction(SIGTERM, &sa, nullptr);
   signal(SIGPIPE, SIG_IGN);
 
-  int listenFd = listener_open(config.path, config.mode);
+  /* A socket handed over by the service manager is used as it is: its
+     file belongs to the manager and is never removed here. */
+  std::string inheritedPath;
+  int listenFd = listener_inherited(&inheritedPath);
+  bool inherited = listenFd >= 0;
+  if (listenFd == -2)
+    return 1;
+  if (!inherited)
+    listenFd = listener_open(config.path, config.mode);
   if (listenFd < 0)
     return 1;
   struct stat bound;
-  bool haveBound = stat(config.path.c_str(), &bound) == 0;
-  host_printf(shared->config.dump ? 2 : 1, "kivprinter-host: listening on %s%s%s", config.path.c_str(),
+  bool haveBound = !inherited && stat(config.path.c_str(), &bound) == 0;
+  host_printf(shared->config.dump ? 2 : 1, "kivprinter-host: listening on %s%s%s%s",
+              inherited ? inheritedPath.c_str() : config.path.c_str(), inherited ? " (inherited)" : "",
               shared->config.dump ? "" : ", saving jobs under ",
               shared->config.dump ? "" : shared->config.outDir.c_str());
 

@@ -7,6 +7,9 @@
  * receiver still answers on, or that is not a socket at all, is left alone
  * and the receiver refuses to start.
  *
+ * Under a service manager the socket may be inherited instead (socket
+ * activation): it is then used as it is, and its file is never removed.
+ *
  * Every accepted connection is served by a thread of its own, so a slow or
  * stuck backend never holds up the others.  SIGINT and SIGTERM stop the
  * loop: the listening socket is closed and its file removed (when it is
@@ -32,6 +35,15 @@ struct ListenerConfig
    after removing a stale socket file.  Returns the descriptor, or -1 after
    an error line on standard error. */
 int listener_open(const std::string &path, unsigned mode);
+
+/* The listening socket a service manager handed over (LISTEN_FDS and
+   LISTEN_PID naming this process; descriptor 3), with its path for the
+   log.  -1 when none was handed over, -2 after an error line when one was
+   but cannot be used. */
+int listener_inherited(std::string *path);
+
+/* True once SIGINT or SIGTERM has arrived. */
+bool receiver_stop_requested();
 
 /* Runs the receiver until SIGINT or SIGTERM, or with once until the first
    connection that carried data has ended.  Returns the exit status: 0, or

@@ -1,15 +1,19 @@
 /*
  * host_main.cpp - kivprinter-host, the reference receiver: listens where
  * the backend connects, checks every record, and turns each job into a
- * folder of page images and a job.json.
+ * folder of page images and a job.json; with --forward it also delivers
+ * every complete job to an IPP printer.
  *
  *   kivprinter-host [--socket PATH] [--mode OCTAL] [--out DIR] [--dump] [--once]
+ *                   [--forward URI] [--no-images] [--retry-max SECONDS]
  */
 #include <getopt.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
+#include "delivery.h"
 #include "host_connection.h"
 #include "host_listener.h"
 
@@ -22,9 +26,17 @@ static void usage(FILE *to)
         "                      that backends running as the lp user can connect)\n"
         "  -o, --out DIR       save jobs under DIR (default ./received)\n"
         "  -d, --dump          print every record as a JSON line; save nothing\n"
-        "  -1, --once          stop after the first job; exit 0 when it was complete\n"
+        "  -1, --once          stop after the first job (and its delivery, with\n"
+        "                      --forward); exit 0 when it was complete\n"
+        "  -f, --forward URI   deliver every complete job to the IPP printer at URI\n"
+        "                      (ipp://host[:port]/path or ipps://...) as PWG raster;\n"
+        "                      jobs are spooled under the --out folder first\n"
+        "  -n, --no-images     do not write the PNG page images\n"
+        "  -r, --retry-max S   longest wait between delivery attempts (default 60)\n"
         "  -h, --help          this text\n"
-        "Stop it with Ctrl-C (SIGINT) or SIGTERM; the socket file is removed.\n",
+        "Stop it with Ctrl-C (SIGINT) or SIGTERM; the socket file is removed, and\n"
+        "unfinished deliveries resume when it starts again.  Under a service\n"
+        "manager it takes an inherited listening socket (LISTEN_FDS).\n",
         to);
 }
 
@@ -36,13 +48,17 @@ int main(int argc, char **argv)
     {"out", required_argument, nullptr, 'o'},
     {"dump", no_argument, nullptr, 'd'},
     {"once", no_argument, nullptr, '1'},
+    {"forward", required_argument, nullptr, 'f'},
+    {"no-images", no_argument, nullptr, 'n'},
+    {"retry-max", required_argument, nullptr, 'r'},
     {"help", no_argument, nullptr, 'h'},
     {nullptr, 0, nullptr, 0},
   };
   ListenerConfig listener;
   HostShared shared;
+  unsigned retryMax = 60;
   int opt;
-  while ((opt = getopt_long(argc, argv, "s:m:o:d1h", longOptions, nullptr)) != -1)
+  while ((opt = getopt_long(argc, argv, "s:m:o:d1f:nr:h", longOptions, nullptr)) != -1)
   {
     switch (opt)
     {
@@ -70,6 +86,24 @@ int main(int argc, char **argv)
       case '1':
         listener.once = true;
         break;
+      case 'f':
+        shared.config.forwardUri = optarg;
+        break;
+      case 'n':
+        shared.config.noImages = true;
+        break;
+      case 'r':
+      {
+        char *end = nullptr;
+        unsigned long seconds = strtoul(optarg, &end, 10);
+        if (!*optarg || *end || optarg[0] == '-' || seconds < 1 || seconds > 86400)
+        {
+          fprintf(stderr, "kivprinter-host: bad --retry-max '%s' (seconds, 1 to 86400)\n", optarg);
+          return 2;
+        }
+        retryMax = (unsigned)seconds;
+        break;
+      }
       case 'h':
         usage(stdout);
         return 0;
@@ -89,5 +123,28 @@ int main(int argc, char **argv)
     shared.config.outDir.pop_back();
   if (shared.config.outDir.empty())
     shared.config.outDir = ".";
-  return run_receiver(listener, &shared);
+  if (!shared.config.forwardUri.empty() && shared.config.dump)
+  {
+    fprintf(stderr, "kivprinter-host: --forward spools jobs in the --out folder; it cannot be used with --dump\n");
+    return 2;
+  }
+
+  if (!shared.config.forwardUri.empty())
+  {
+    DeliveryConfig delivery;
+    delivery.uri = shared.config.forwardUri;
+    delivery.spoolDir = shared.config.outDir;
+    delivery.retryMax = retryMax;
+    shared.delivery = delivery_start(delivery);
+    if (!shared.delivery)
+      return 2;
+  }
+  int status = run_receiver(listener, &shared);
+  /* With --once the job's delivery is part of the job: wait for it (a stop
+     signal still ends the wait; the delivery resumes at the next start). */
+  if (shared.delivery && listener.once && status == 0)
+    while (!delivery_idle(shared.delivery) && !receiver_stop_requested())
+      usleep(50000);
+  delivery_stop(shared.delivery);
+  return status;
 }

@@ -314,7 +314,7 @@ void json_record_fields(JsonWriter *w, const rc_record &rec)
   }
 }
 
-int write_file_atomically(const std::string &path, const std::string &text)
+int write_file_atomically(const std::string &path, const std::string &text, bool durable)
 {
   std::string temp = path + ".tmp";
   int fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -338,11 +338,24 @@ int write_file_atomically(const std::string &path, const std::string &text)
     }
     done += (size_t)n;
   }
-  if (close(fd) != 0 || rename(temp.c_str(), path.c_str()) != 0)
+  if ((durable && fsync(fd) != 0) || close(fd) != 0 || rename(temp.c_str(), path.c_str()) != 0)
   {
     host_printf(2, "kivprinter-host: cannot write %s: %s", path.c_str(), strerror(errno));
     unlink(temp.c_str());
     return 0;
+  }
+  if (durable)
+  {
+    /* The rename itself lasts once the folder's entry is on disk. */
+    size_t slash = path.rfind('/');
+    std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/"
+                                                                    : path.substr(0, slash);
+    int dirFd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dirFd >= 0)
+    {
+      fsync(dirFd);
+      close(dirFd);
+    }
   }
   return 1;
 }

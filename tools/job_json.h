@@ -61,7 +61,9 @@ double pixels_to_mm(uint32_t pixels, uint32_t dpi);
 void json_record_fields(JsonWriter *w, const rc_record &rec);
 
 /* Writes text to path through a temporary file and a rename, so that a
-   reader never sees half a file.  1, or 0 after an error line. */
-int write_file_atomically(const std::string &path, const std::string &text);
+   reader never sees half a file; durable also waits until the file and
+   its name are on disk (fsync), for records a restart depends on.  1, or 0
+   after an error line. */
+int write_file_atomically(const std::string &path, const std::string &text, bool durable = false);
 
 #endif

@@ -20,6 +20,8 @@
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <netinet/in.h>
+#include <arpa/inet.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -166,11 +168,10 @@ static bool writeConfiguration(CupsdFixture *fixture, const CupsdStartOptions &o
   const std::string &d = fixture->dir;
   std::string conf =
     "# Private scheduler for tests: a Unix socket only, no browsing, and\n"
-    "# every operation allowed to every local client.\n"
-    "Listen " +
-    fixture->socketPath + "\n"
-                          "Browsing Off\n"
-                          "LogLevel " +
+    "# every operation allowed to every local client.\n"(options.tcpPort > 0 ? "Listen 127.0.0.1:" + std::to_string(options.tcpPort) + "\n" : std::string()) +
+    "Listen " + fixture->socketPath + "\n"
+                                      "Browsing Off\n"
+                                      "LogLevel " +
     std::string(options.debugLog ? "debug" : "warn") + "\n"
                                                        "DefaultAuthType None\n"
                                                        "WebInterface No\n"
@@ -270,6 +271,8 @@ static bool reapIfGone(CupsdFixture *fixture)
   return false;
 }
 
+static bool launchScheduler(CupsdFixture *fixture, const CupsdStartOptions &options);
+
 bool cupsdStart(CupsdFixture *fixture, const CupsdStartOptions &options)
 {
   if (fixture->pid > 0)
@@ -297,7 +300,14 @@ bool cupsdStart(CupsdFixture *fixture, const CupsdStartOptions &options)
     cupsdStop(fixture);
     return fail(why);
   }
+  return launchScheduler(fixture, options);
+}
 
+/* Runs the scheduler on the tree at fixture->dir and waits (bounded) for
+   its socket to answer; on failure stops it and removes the tree. */
+static bool launchScheduler(CupsdFixture *fixture, const CupsdStartOptions &options)
+{
+  const std::string &d = fixture->dir;
   std::string conf = d + "/etc/cupsd.conf";
   std::string files = d + "/etc/cups-files.conf";
   std::string out = d + "/log/cupsd.out";
@@ -357,7 +367,7 @@ bool cupsdStart(CupsdFixture *fixture, const CupsdStartOptions &options)
   return fail(why);
 }
 
-void cupsdStop(CupsdFixture *fixture)
+void cupsdHalt(CupsdFixture *fixture)
 {
   if (fixture->pid > 0)
   {
@@ -373,6 +383,40 @@ void cupsdStop(CupsdFixture *fixture)
       fixture->pid = -1;
     }
   }
+}
+
+bool cupsdResume(CupsdFixture *fixture, const CupsdStartOptions &options)
+{
+  if (fixture->pid > 0)
+    return fail("scheduler already running");
+  if (fixture->dir.empty())
+    return fail("scheduler not started");
+  /* The old socket file would answer nothing; the scheduler makes a new one. */
+  unlink(fixture->socketPath.c_str());
+  return launchScheduler(fixture, options);
+}
+
+int cupsdFreeTcpPort()
+{
+  int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0)
+    return 0;
+  struct sockaddr_in addr;
+  memset(&addr, 0, sizeof addr);
+  addr.sin_family = AF_INET;
+  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof addr;
+  int port = 0;
+  if (bind(fd, (struct sockaddr *)&addr, sizeof addr) == 0 &&
+      getsockname(fd, (struct sockaddr *)&addr, &length) == 0)
+    port = ntohs(addr.sin_port);
+  close(fd);
+  return port;
+}
+
+void cupsdStop(CupsdFixture *fixture)
+{
+  cupsdHalt(fixture);
   removeTree(fixture->dir);
   fixture->dir.clear();
 }

@@ -55,6 +55,10 @@ struct CupsdStartOptions
   std::string backendProgram;
   int startTimeoutSeconds = 15; /* give up waiting for the socket after this */
   bool debugLog = false;        /* LogLevel debug instead of warn */
+  /* Also listen on 127.0.0.1 at this TCP port (0: the Unix socket only),
+     so that IPP clients reach the queues as ipp://127.0.0.1:port/printers/Q:
+     a scheduler standing in for a printer on another machine. */
+  int tcpPort = 0;
 };
 
 /* Starts a scheduler in a fresh temporary directory and waits (bounded)
@@ -65,6 +69,17 @@ bool cupsdStart(CupsdFixture *fixture, const CupsdStartOptions &options = CupsdS
 /* Stops the scheduler (SIGTERM, then SIGKILL after 5 seconds), reaps it and
    removes the tree.  Safe to call twice or after a failed start. */
 void cupsdStop(CupsdFixture *fixture);
+
+/* Stops the scheduler's process but keeps its tree (queues, jobs, logs),
+   as when the machine it runs on goes away. */
+void cupsdHalt(CupsdFixture *fixture);
+
+/* Starts a halted scheduler again on the same tree and waits (bounded)
+   until it answers.  On failure the tree is removed as by cupsdStop(). */
+bool cupsdResume(CupsdFixture *fixture, const CupsdStartOptions &options = CupsdStartOptions());
+
+/* A TCP port on 127.0.0.1 that nothing listens on now (0 when none). */
+int cupsdFreeTcpPort();
 
 /* Adds (or changes) a raw, enabled queue with lpadmin.  description null:
    no -D (the scheduler then reports the queue's name as printer-info);
