@@ -118,6 +118,12 @@ int pwg_spool_add_page(PwgSpool *spool, const PageImage &image, const rc_page_st
   header.cupsHeight = image.height;
   header.cupsBytesPerLine = image.width * image.channels;
   header.NumCopies = (unsigned)settings.copies;
+  /* The paper in whole points, rounded (A4 is 595 x 842, as its PPD name
+     says; the library's header truncates to 841). */
+  header.PageSize[0] = (unsigned)((media->width * 72 + 1270) / 2540);
+  header.PageSize[1] = (unsigned)((media->length * 72 + 1270) / 2540);
+  header.cupsPageSize[0] = (float)(media->width * 72.0 / 2540.0);
+  header.cupsPageSize[1] = (float)(media->length * 72.0 / 2540.0);
 
   size_t rowBytes = image_row_bytes(&image);
   bool ok = cupsRasterWriteHeader2(spool->raster, &header) != 0;

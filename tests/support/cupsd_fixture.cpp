@@ -168,7 +168,8 @@ static bool writeConfiguration(CupsdFixture *fixture, const CupsdStartOptions &o
   const std::string &d = fixture->dir;
   std::string conf =
     "# Private scheduler for tests: a Unix socket only, no browsing, and\n"
-    "# every operation allowed to every local client.\n"(options.tcpPort > 0 ? "Listen 127.0.0.1:" + std::to_string(options.tcpPort) + "\n" : std::string()) +
+    "# every operation allowed to every local client.\n" +
+    std::string() + (options.tcpPort > 0 ? "Listen 127.0.0.1:" + std::to_string(options.tcpPort) + "\n" : std::string()) +
     "Listen " + fixture->socketPath + "\n"
                                       "Browsing Off\n"
                                       "LogLevel " +
