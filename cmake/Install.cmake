@@ -4,7 +4,7 @@
 #                  (default: the "backend" folder of `cups-config --serverbin`,
 #                  an absolute path, because that is the only place the CUPS
 #                  scheduler runs backends from; DESTDIR is still put before it)
-#   host tools     <prefix>/bin/kivprinter-host, kivprinter-mkstream
+#   host           <prefix>/bin/kivprinter-host, kivprinter-mkstream
 #   library        <prefix>/lib.../libkivruntime.a,
 #                  <prefix>/include/kivruntime/*.h,
 #                  <prefix>/lib.../pkgconfig/kivruntime.pc
@@ -46,7 +46,7 @@ endif()
 
 foreach(_corvane_tool kivprinter-host kivprinter-mkstream)
   if(TARGET ${_corvane_tool})
-    install(TARGETS ${_corvane_tool} RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+    install(TARGETS ${_corvane_tool} RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT host)
   endif()
 endforeach()
 
