@@ -26,3 +26,10 @@ corvane_add_gtest(integration_host_delivery_backend
   TIMEOUT 300)
 target_include_directories(integration_host_delivery_backend PRIVATE ${AREA_DIR}/../tools ${AREA_DIR})
 add_dependencies(integration_host_delivery_backend CorvaneBackend kivprinter-host)
+
+corvane_add_gtest(integration_host_delivery_printer
+  SOURCES ${AREA_DIR}/test_host_delivery_printer.cpp ${DELIVERY_SUPPORT}
+  LIBS kivprinter_tools corvane::cups
+  TIMEOUT 120)
+target_include_directories(integration_host_delivery_printer PRIVATE ${AREA_DIR}/../tools ${AREA_DIR})
+add_dependencies(integration_host_delivery_printer kivprinter-host)
