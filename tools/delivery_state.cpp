@@ -96,6 +96,11 @@ int delivery_state_read(const std::string &folder, DeliveryState *state)
   std::string text;
   if (!read_small_file(folder + "/" DELIVERY_STATE_FILE, &text, 64 * 1024))
     return 0;
+  return delivery_state_parse(text, state);
+}
+
+int delivery_state_parse(const std::string &text, DeliveryState *state)
+{
   *state = DeliveryState();
   size_t pos = 0;
   while (pos < text.size())
@@ -239,7 +244,7 @@ bool job_json_put_delivery(std::string *jobJson, const std::string &deliveryJson
   return true;
 }
 
-int delivery_state_write(const std::string &folder, const DeliveryState &s, bool updateJobJson)
+std::string delivery_state_text(const DeliveryState &s)
 {
   std::string text;
   auto put = [&text](const char *key, const std::string &value) {
@@ -265,6 +270,12 @@ int delivery_state_write(const std::string &folder, const DeliveryState &s, bool
   put("ignored", s.ignored);
   put("last-error", s.lastError);
   put("note", s.note);
+  return text;
+}
+
+int delivery_state_write(const std::string &folder, const DeliveryState &s, bool updateJobJson)
+{
+  std::string text = delivery_state_text(s);
   if (!write_file_atomically(folder + "/" DELIVERY_STATE_FILE, text, true))
     return 0;
   if (!updateJobJson)

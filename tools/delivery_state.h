@@ -55,6 +55,14 @@ bool delivery_state_open(const std::string &state);
    (nothing logged: a folder without it is simply not the spool's). */
 int delivery_state_read(const std::string &folder, DeliveryState *state);
 
+/* The record from the text of a delivery.state file: unknown keys and
+   lines without '=' are skipped, numbers that are not plain decimals of at
+   most 9 digits read as 0.  1 when it names a state. */
+int delivery_state_parse(const std::string &text, DeliveryState *state);
+
+/* The text of a delivery.state file for the record. */
+std::string delivery_state_text(const DeliveryState &state);
+
 /* Writes folder/delivery.state atomically and durably, then (unless
    updateJobJson is false) puts the same record into the "delivery" line of
    folder/job.json.  1, or 0 after an error line. */
