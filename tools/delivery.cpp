@@ -292,6 +292,9 @@ static void take_incoming(Delivery *d, std::deque<std::string> *folders)
   }
 }
 
+/* The delivery thread: a first look at the printer, then, until stopped,
+   takes newly queued jobs and acts on whichever job is due (the first one
+   to send, or one being watched), sleeping until the next is due. */
 static void delivery_thread(Delivery *d)
 {
   /* The first question at start: can the printer be reached, and does it

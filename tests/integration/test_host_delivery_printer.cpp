@@ -24,6 +24,7 @@
 #include <cups/cups.h>
 #include <gtest/gtest.h>
 
+#include "child_process.h"
 #include "test_delivery_support.h"
 #include "test_host_support.h"
 
@@ -268,6 +269,40 @@ TEST_F(HostPrinterKinds, AttributesThePrinterIgnoresAreRecorded)
   std::lock_guard<std::mutex> hold(printer.lock);
   ASSERT_EQ(printer.documentBytes.size(), 1u);
   EXPECT_EQ(printer.documentBytes[0], hostReadFile(out + "/0001-Ignored/document.pwg").size());
+}
+
+TEST(HostForwardOptions, WhatCannotBeForwardedToIsRefusedAtStart)
+{
+  std::string dir = hostTempDir("host-forward-options");
+  struct Case
+  {
+    std::vector<std::string> args;
+    std::string err;
+  } cases[] = {
+    {{"--forward", "http://printer/ipp"},
+     "kivprinter-host: --forward: 'http://printer/ipp' is not an ipp:// or ipps:// URI\n"},
+    {{"--forward", "printer"}, "kivprinter-host: --forward: 'printer' is not a valid printer URI\n"},
+    {{"--forward", "ipp://printer/ipp", "--dump"},
+     "kivprinter-host: --forward spools jobs in the --out folder; it cannot be used with --dump\n"},
+    {{"--retry-max", "0"}, "kivprinter-host: bad --retry-max '0' (seconds, 1 to 86400)\n"},
+  };
+  for (const Case &c : cases)
+  {
+    ChildOptions o;
+    o.argv = {std::string(CORVANE_BIN_DIR) + "/kivprinter-host", "--socket", dir + "/host.sock", "--out",
+              dir + "/spool"};
+    o.argv.insert(o.argv.end(), c.args.begin(), c.args.end());
+    o.env = environmentWithout({"LISTEN_FDS", "LISTEN_PID"});
+    o.stdinIsDevNull = true;
+    o.timeoutSeconds = 30;
+    ChildResult r = runChild(o);
+    EXPECT_TRUE(r.exited);
+    EXPECT_EQ(r.exitStatus, 2) << c.args[0];
+    EXPECT_EQ(r.err.substr(0, c.err.size()), c.err);
+    EXPECT_EQ(r.out, "");
+    EXPECT_FALSE(hostExists(dir + "/host.sock"));
+  }
+  hostRemoveTree(dir);
 }
 
 } // namespace
