@@ -601,8 +601,13 @@ void serve_connection(int fd, HostShared *shared, ConnectionResult *result)
     }
     deliver = delivery.state == "pending";
     job.deliveryJson = delivery_state_json(delivery);
-    if (!delivery_state_write(job.folder, delivery, false))
+    if (!delivery_state_write(job.folder, delivery, false) && deliver)
+    {
+      /* Without its record on disk a restart would not know the job: it
+         is kept, and not sent now either. */
       deliver = false;
+      delivery.note = "its delivery record could not be written: kept, not delivered";
+    }
   }
   write_job_json(&job, true);
   if (!job.error.empty())
