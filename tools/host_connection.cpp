@@ -607,6 +607,7 @@ void serve_connection(int fd, HostShared *shared, ConnectionResult *result)
          is kept, and not sent now either. */
       deliver = false;
       delivery.note = "its delivery record could not be written: kept, not delivered";
+      job.deliveryJson = delivery_state_json(delivery);
     }
   }
   write_job_json(&job, true);
