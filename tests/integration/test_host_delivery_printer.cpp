@@ -192,12 +192,14 @@ protected:
     printerStop(&printer);
     hostRemoveTree(dir);
   }
-  void start()
+  void start(const std::vector<std::string> &extra = {})
   {
     ASSERT_TRUE(printerStart(&printer));
     uri = "ipp://127.0.0.1:" + std::to_string(printer.port) + "/ipp/print";
+    std::vector<std::string> args = {"--forward", uri, "--retry-max", "2"};
+    args.insert(args.end(), extra.begin(), extra.end());
     std::string why;
-    ASSERT_TRUE(receiverStart(&r, socketPath, out, dir, {"--forward", uri, "--retry-max", "2"}, &why)) << why;
+    ASSERT_TRUE(receiverStart(&r, socketPath, out, dir, args, &why)) << why;
   }
 };
 
@@ -269,6 +271,17 @@ TEST_F(HostPrinterKinds, AttributesThePrinterIgnoresAreRecorded)
   std::lock_guard<std::mutex> hold(printer.lock);
   ASSERT_EQ(printer.documentBytes.size(), 1u);
   EXPECT_EQ(printer.documentBytes[0], hostReadFile(out + "/0001-Ignored/document.pwg").size());
+}
+
+TEST_F(HostPrinterKinds, OnceWaitsForTheJobsDelivery)
+{
+  printer.formats = {"image/pwg-raster"};
+  start({"--once"});
+  ASSERT_TRUE(sendToHost(socketPath, deliveryJobStream({onePage()}, "Once")));
+  EXPECT_EQ(receiverWaitExit(&r, 60), 0) << receiverOut(&r) << receiverErr(&r);
+  EXPECT_EQ(hostCount(receiverOut(&r), "job 1: delivered: job 7 on " + uri + " completed\n"), 1u)
+    << receiverOut(&r);
+  EXPECT_EQ(printer.printJobs.load(), 1);
 }
 
 TEST(HostForwardOptions, WhatCannotBeForwardedToIsRefusedAtStart)
