@@ -20,7 +20,8 @@
 static void usage(FILE *to)
 {
   fputs("usage: kivprinter-host [options]\n"
-        "Receives print jobs from the backend and saves each page as a PNG.\n"
+        "Receives print jobs from the backend, saves each page as a PNG and, with\n"
+        "--forward, delivers every complete job to a printer.\n"
         "  -s, --socket PATH   listen on PATH (default /tmp/kivprinter.sock)\n"
         "  -m, --mode OCTAL    permissions of the socket file (default 0666, so\n"
         "                      that backends running as the lp user can connect)\n"
