@@ -86,6 +86,7 @@ int main(int argc, char *argv[])
   settings.perPage = uriAsksPerPage(getenv("DEVICE_URI"));
   settings.cancelled = &g_cancelled;
   settings.log = stderr;
+  settings.maxPageBytes = 0;
 
   int status = rasterToStream(ras, &input, &out, &settings);
   cupsRasterClose(ras);

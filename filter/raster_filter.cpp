@@ -83,6 +83,18 @@ int uriAsksPerPage(const char *uri)
 }
 
 /*
+ * 'enumValue()' - An enumerated header field as the number that arrived.
+ * The header comes from the input, so a field may hold a value outside
+ * its enumeration, which must not be loaded as the enumeration type.
+ */
+static unsigned int enumValue(const void *field)
+{
+  unsigned int v;
+  memcpy(&v, field, sizeof(v));
+  return v;
+}
+
+/*
  * 'colorSpaceName()' - A colour space's name for messages.
  */
 static const char *colorSpaceName(unsigned int cs)
@@ -124,9 +136,9 @@ static const char *colorOrderName(unsigned int order)
  */
 static unsigned int pageDepth(const cups_page_header2_t *h)
 {
-  if (h->cupsBitsPerColor != 8 || h->cupsColorOrder != CUPS_ORDER_CHUNKED)
+  if (h->cupsBitsPerColor != 8 || enumValue(&h->cupsColorOrder) != CUPS_ORDER_CHUNKED)
     return 0;
-  switch (h->cupsColorSpace)
+  switch (enumValue(&h->cupsColorSpace))
   {
     case CUPS_CSPACE_RGB:
     case CUPS_CSPACE_SRGB:
@@ -145,12 +157,13 @@ static unsigned int pageDepth(const cups_page_header2_t *h)
  * 'checkPage()' - Refuse a page header that cannot be sent, with one
  * "ERROR:" line saying why; 1 when the page can go out.
  */
-static int checkPage(const cups_page_header2_t *h, int page, unsigned int depth, FILE *log)
+static int checkPage(const cups_page_header2_t *h, int page, unsigned int depth,
+                     unsigned long long maxPageBytes, FILE *log)
 {
   if (!depth)
   {
     fprintf(log, "ERROR: Page %d is %u-bit %s raster in %s order, which this printer cannot take: it needs 8-bit chunky RGB or gray; choose ColorModel RGB or Gray in the printer's options.\n",
-            page, h->cupsBitsPerColor, colorSpaceName(h->cupsColorSpace), colorOrderName(h->cupsColorOrder));
+            page, h->cupsBitsPerColor, colorSpaceName(enumValue(&h->cupsColorSpace)), colorOrderName(enumValue(&h->cupsColorOrder)));
     return 0;
   }
   if (h->cupsWidth == 0 || h->cupsHeight == 0)
@@ -171,7 +184,7 @@ static int checkPage(const cups_page_header2_t *h, int page, unsigned int depth,
     return 0;
   }
   unsigned long long rowBytes = (unsigned long long)h->cupsWidth * depth;
-  if (rowBytes > FILTER_MAX_ROW_BYTES || rowBytes * h->cupsHeight > FILTER_MAX_PAGE_BYTES)
+  if (rowBytes > FILTER_MAX_ROW_BYTES || rowBytes * h->cupsHeight > maxPageBytes)
   {
     fprintf(log, "ERROR: Page %d is too large (%u x %u pixels); choose a lower Resolution or a smaller PageSize.\n", page, h->cupsWidth, h->cupsHeight);
     return 0;
@@ -257,7 +270,7 @@ int rasterToStream(cups_raster_t *ras, RasterInput *input, StreamOut *out,
     page++;
 
     unsigned int depth = pageDepth(&h);
-    if (!checkPage(&h, page, depth, log))
+    if (!checkPage(&h, page, depth, s->maxPageBytes ? s->maxPageBytes : FILTER_MAX_PAGE_BYTES, log))
     {
       status = 1;
       break;
@@ -286,8 +299,8 @@ int rasterToStream(cups_raster_t *ras, RasterInput *input, StreamOut *out,
     escapeCommandValue(paper, PAPER_NAME_MAX, paperValue);
     streamOutLine(out, "PAGENAME %s", paperValue);
     streamOutLine(out, "PAGE 0 0 %u %u %d %d %d %u %u %d", h.PageSize[0], h.PageSize[1],
-                  h.Collate ? 1 : 0, h.Duplex ? 1 : 0, h.Tumble ? 1 : 0,
-                  h.HWResolution[0], h.HWResolution[1], (int)(h.Orientation & 3));
+                  enumValue(&h.Collate) ? 1 : 0, enumValue(&h.Duplex) ? 1 : 0, enumValue(&h.Tumble) ? 1 : 0,
+                  h.HWResolution[0], h.HWResolution[1], (int)(enumValue(&h.Orientation) & 3));
     streamOutLine(out, "RASTER %u %u %u", h.cupsWidth, h.cupsHeight, depth);
     fprintf(log, "INFO: Printing page %d (%s, %ux%u dpi, %s).\n", page, paper,
             h.HWResolution[0], h.HWResolution[1], depth == 3 ? "colour" : "gray");
@@ -305,7 +318,7 @@ int rasterToStream(cups_raster_t *ras, RasterInput *input, StreamOut *out,
     }
 
     unsigned int rowBytes = h.cupsWidth * depth;
-    int invert = h.cupsColorSpace == CUPS_CSPACE_K;
+    int invert = enumValue(&h.cupsColorSpace) == CUPS_CSPACE_K;
     unsigned int lastTenth = 0;
     char lineCommand[32];
     int lineLen = snprintf(lineCommand, sizeof(lineCommand), "LINE %u\n", rowBytes);

@@ -29,6 +29,7 @@ struct FilterSettings
   int perPage;                      /* 1: the queue's device URI asks for per-page rasters */
   volatile sig_atomic_t *cancelled; /* set when the job is cancelled; may be null */
   FILE *log;                        /* where the CUPS log lines go (stderr) */
+  unsigned long long maxPageBytes;  /* largest page raster taken; 0: FILTER_MAX_PAGE_BYTES */
 };
 
 /* Input side of the filter: reads from a descriptor for libcups and notes
