@@ -153,6 +153,42 @@ static unsigned int pageDepth(const cups_page_header2_t *h)
   }
 }
 
+/* Where a page's raster goes on the page that is sent. */
+struct Placement
+{
+  unsigned int width, height; /* the page sent, in pixels */
+  unsigned int left, top;     /* where the raster's first pixel goes */
+};
+
+/*
+ * 'placeRaster()' - The page that is sent for a raster.  Most rasters cover
+ * the whole sheet (the PPD has no margins), but a filter may send only the
+ * area it printed on (imagetoraster does for a picture smaller than the
+ * page): the records carry no offset, so such a raster is put onto a white
+ * page of the full size, at the place of its imaging box.
+ */
+static Placement placeRaster(const cups_page_header2_t *h)
+{
+  Placement p = {h->cupsWidth, h->cupsHeight, 0, 0};
+  unsigned long long fullW = ((unsigned long long)h->PageSize[0] * h->HWResolution[0] + 36) / 72;
+  unsigned long long fullH = ((unsigned long long)h->PageSize[1] * h->HWResolution[1] + 36) / 72;
+  /* A pixel or two less is rounding, not a smaller area. */
+  if (fullW > (unsigned long long)h->cupsWidth + 2)
+  {
+    unsigned long long left = ((unsigned long long)h->ImagingBoundingBox[0] * h->HWResolution[0] + 36) / 72;
+    p.width = (unsigned int)fullW;
+    p.left = (unsigned int)(left < fullW - h->cupsWidth ? left : fullW - h->cupsWidth);
+  }
+  if (fullH > (unsigned long long)h->cupsHeight + 2)
+  {
+    unsigned long long above = h->PageSize[1] > h->ImagingBoundingBox[3] ? h->PageSize[1] - h->ImagingBoundingBox[3] : 0;
+    unsigned long long top = (above * h->HWResolution[1] + 36) / 72;
+    p.height = (unsigned int)fullH;
+    p.top = (unsigned int)(top < fullH - h->cupsHeight ? top : fullH - h->cupsHeight);
+  }
+  return p;
+}
+
 /*
  * 'checkPage()' - Refuse a page header that cannot be sent, with one
  * "ERROR:" line saying why; 1 when the page can go out.
@@ -184,9 +220,11 @@ static int checkPage(const cups_page_header2_t *h, int page, unsigned int depth,
     return 0;
   }
   unsigned long long rowBytes = (unsigned long long)h->cupsWidth * depth;
-  if (rowBytes > FILTER_MAX_ROW_BYTES || rowBytes * h->cupsHeight > maxPageBytes)
+  Placement p = placeRaster(h);
+  unsigned long long pageRowBytes = (unsigned long long)p.width * depth;
+  if (pageRowBytes > FILTER_MAX_ROW_BYTES || pageRowBytes * p.height > maxPageBytes)
   {
-    fprintf(log, "ERROR: Page %d is too large (%u x %u pixels); choose a lower Resolution or a smaller PageSize.\n", page, h->cupsWidth, h->cupsHeight);
+    fprintf(log, "ERROR: Page %d is too large (%u x %u pixels); choose a lower Resolution or a smaller PageSize.\n", page, p.width, p.height);
     return 0;
   }
   if (h->cupsBytesPerLine < rowBytes || h->cupsBytesPerLine > rowBytes + 64)
@@ -301,36 +339,54 @@ int rasterToStream(cups_raster_t *ras, RasterInput *input, StreamOut *out,
     streamOutLine(out, "PAGE 0 0 %u %u %d %d %d %u %u %d", h.PageSize[0], h.PageSize[1],
                   enumValue(&h.Collate) ? 1 : 0, enumValue(&h.Duplex) ? 1 : 0, enumValue(&h.Tumble) ? 1 : 0,
                   h.HWResolution[0], h.HWResolution[1], (int)(enumValue(&h.Orientation) & 3));
-    streamOutLine(out, "RASTER %u %u %u", h.cupsWidth, h.cupsHeight, depth);
+    Placement place = placeRaster(&h);
+    streamOutLine(out, "RASTER %u %u %u", place.width, place.height, depth);
     fprintf(log, "INFO: Printing page %d (%s, %ux%u dpi, %s).\n", page, paper,
             h.HWResolution[0], h.HWResolution[1], depth == 3 ? "colour" : "gray");
+    if (place.width != h.cupsWidth || place.height != h.cupsHeight)
+      fprintf(log, "DEBUG: Page %d: raster of %ux%u pixels placed at %u,%u on a white page of %ux%u.\n",
+              page, h.cupsWidth, h.cupsHeight, place.left, place.top, place.width, place.height);
 
-    if (h.cupsBytesPerLine > rowCap)
+    /* row takes the raster's line, then the page's: the raster's line is
+       read at its place in the page's line, whose rest stays white. */
+    unsigned int pageRowBytes = place.width * depth;
+    size_t need = (size_t)place.left * depth + h.cupsBytesPerLine;
+    if (need < pageRowBytes)
+      need = pageRowBytes;
+    if (need > rowCap)
     {
       free(row);
-      rowCap = h.cupsBytesPerLine;
+      rowCap = need;
       row = (unsigned char *)malloc(rowCap);
       if (!row)
       {
-        fprintf(log, "ERROR: Unable to allocate memory for a raster line of %u bytes.\n", h.cupsBytesPerLine);
+        fprintf(log, "ERROR: Unable to allocate memory for a raster line of %zu bytes.\n", need);
         return 1;
       }
     }
+    memset(row, 0xFF, rowCap);
+    unsigned char *at = row + (size_t)place.left * depth;
 
     unsigned int rowBytes = h.cupsWidth * depth;
     int invert = enumValue(&h.cupsColorSpace) == CUPS_CSPACE_K;
     unsigned int lastTenth = 0;
     char lineCommand[32];
-    int lineLen = snprintf(lineCommand, sizeof(lineCommand), "LINE %u\n", rowBytes);
+    int lineLen = snprintf(lineCommand, sizeof(lineCommand), "LINE %u\n", pageRowBytes);
 
-    for (unsigned int y = 0; y < h.cupsHeight; y++)
+    for (unsigned int y = 0; y < place.height; y++)
     {
       if (isCancelled(s))
       {
         free(row);
         return endCancelled(out, page, log);
       }
-      if (cupsRasterReadPixels(ras, row, h.cupsBytesPerLine) != h.cupsBytesPerLine)
+      int fromRaster = y >= place.top && y - place.top < h.cupsHeight;
+      if (!fromRaster)
+      {
+        /* A white line above or below the raster. */
+        memset(row, 0xFF, pageRowBytes);
+      }
+      else if (cupsRasterReadPixels(ras, at, h.cupsBytesPerLine) != h.cupsBytesPerLine)
       {
         free(row);
         if (isCancelled(s))
@@ -338,22 +394,29 @@ int rasterToStream(cups_raster_t *ras, RasterInput *input, StreamOut *out,
         if (input->error)
           fprintf(log, "ERROR: Unable to read the raster data: %s\n", strerror(input->error));
         else
-          fprintf(log, "ERROR: Page %d ends early: %u of its %u rows arrived.\n", page, y, h.cupsHeight);
+          fprintf(log, "ERROR: Page %d ends early: %u of its %u rows arrived.\n", page, y - place.top, h.cupsHeight);
         streamOutFlush(out);
         return 1;
       }
-      if (invert)
+      else
       {
-        for (unsigned int i = 0; i < rowBytes; i++)
-          row[i] = (unsigned char)(0xFF - row[i]);
+        if (invert)
+        {
+          for (unsigned int i = 0; i < rowBytes; i++)
+            at[i] = (unsigned char)(0xFF - at[i]);
+        }
+        /* Row padding beyond the pixels is not sent; on a wider page the
+           padding's place is white again. */
+        if (pageRowBytes > place.left * depth + rowBytes)
+          memset(at + rowBytes, 0xFF, pageRowBytes - place.left * depth - rowBytes);
       }
       streamOutWrite(out, lineCommand, (size_t)lineLen);
-      if (!streamOutWrite(out, row, rowBytes))
+      if (!streamOutWrite(out, row, pageRowBytes))
       {
         free(row);
         return writeFailed(out, s);
       }
-      unsigned int tenth = (unsigned int)((unsigned long long)(y + 1) * 10 / h.cupsHeight);
+      unsigned int tenth = (unsigned int)((unsigned long long)(y + 1) * 10 / place.height);
       if (tenth != lastTenth && tenth < 10)
       {
         lastTenth = tenth;

@@ -29,8 +29,13 @@ cups_page_header2_t makeHeader(unsigned width, unsigned height, cups_cspace_t cs
   h.cupsBitsPerPixel = 8 * colours;
   h.cupsBytesPerLine = width * colours;
   h.cupsNumColors = colours;
+  if (res && !pw)
+    pw = (unsigned)(((unsigned long long)width * 72 + res / 2) / res);
+  if (res && !ph)
+    ph = (unsigned)(((unsigned long long)height * 72 + res / 2) / res);
   h.PageSize[0] = pw;
   h.PageSize[1] = ph;
+  strcpy(h.cupsPageSizeName, "A4");
   h.HWResolution[0] = res;
   h.HWResolution[1] = res;
   h.ImagingBoundingBox[2] = pw;

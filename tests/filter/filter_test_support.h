@@ -19,9 +19,10 @@ struct TestPage
 };
 
 /* A header for an 8-bit chunky page of width x height pixels in colour
-   space cs, page size pw x ph points at res dpi. */
+   space cs at res dpi, named "A4".  Its page size is pw x ph points, or
+   (when 0) the size the pixels cover, so the raster covers the page. */
 cups_page_header2_t makeHeader(unsigned width, unsigned height, cups_cspace_t cs,
-                               unsigned pw = 595, unsigned ph = 842, unsigned res = 72);
+                               unsigned pw = 0, unsigned ph = 0, unsigned res = 72);
 
 /* A page whose rows hold a pattern that differs per row, column and page
    seed, so that a shifted or repeated row is seen. */

@@ -145,11 +145,15 @@ TEST(FilterHostile, ImpossibleGeometryIsRefusedWithoutAllocatingIt)
     const char *want;
   };
   std::vector<Case> cases;
-  cups_page_header2_t huge = makeHeader(60000, 60000, CUPS_CSPACE_SRGB);
+  cups_page_header2_t huge = makeHeader(60000, 60000, CUPS_CSPACE_SRGB, 4500, 4500, 600);
   cases.push_back({huge, "ERROR: Page 1 is too large (60000 x 60000 pixels); choose a lower Resolution or a smaller PageSize."});
-  cups_page_header2_t wide = makeHeader(700000, 1, CUPS_CSPACE_SRGB);
-  cases.push_back({wide, "ERROR: Page 1 is too large (700000 x 1 pixels); choose a lower Resolution or a smaller PageSize."});
-  cups_page_header2_t noPaper = makeHeader(4, 2, CUPS_CSPACE_SRGB, 0, 842);
+  cups_page_header2_t wide = makeHeader(700000, 1, CUPS_CSPACE_SRGB, 5250, 1, 9600);
+  cases.push_back({wide, "ERROR: Page 1 is too large (700000 x 133 pixels); choose a lower Resolution or a smaller PageSize."});
+  /* A small raster on a page whose whole size is too large. */
+  cups_page_header2_t bigPage = makeHeader(10, 10, CUPS_CSPACE_SRGB, 14400, 14400, 600);
+  cases.push_back({bigPage, "ERROR: Page 1 is too large (120000 x 120000 pixels); choose a lower Resolution or a smaller PageSize."});
+  cups_page_header2_t noPaper = makeHeader(4, 2, CUPS_CSPACE_SRGB, 1, 842);
+  noPaper.PageSize[0] = 0;
   cases.push_back({noPaper, "ERROR: Page 1 has an impossible page size (0 x 842 points)."});
   cups_page_header2_t bigPaper = makeHeader(4, 2, CUPS_CSPACE_SRGB, 595, 4000000000u);
   cases.push_back({bigPaper, "ERROR: Page 1 has an impossible page size (595 x 4000000000 points)."});

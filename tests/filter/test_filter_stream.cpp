@@ -44,7 +44,7 @@ TEST_P(FilterColourSpaces, RowsArriveAsSentWithTheRightDepth)
   EXPECT_EQ(0, r.status);
   ParsedStream s = parseStream(r.out);
   ASSERT_TRUE(s.ok);
-  EXPECT_EQ(onePageCommands("A4", 595, 842, 37, 11, c.depth, 72), commandsWithoutLines(s));
+  EXPECT_EQ(onePageCommands("A4", 37, 11, 37, 11, c.depth, 72), commandsWithoutLines(s));
   ASSERT_EQ(1u, s.rows.size());
   ASSERT_EQ(11u, s.rows[0].size());
   for (unsigned y = 0; y < 11; y++)
@@ -109,7 +109,8 @@ TEST(FilterSizes, EverySizeAndResolutionKeepsItsGeometry)
 
 TEST(FilterSettingsFromHeader, DuplexTumbleCollateOrientationAndResolution)
 {
-  cups_page_header2_t h = makeHeader(8, 2, CUPS_CSPACE_SRGB, 612, 792, 300);
+  cups_page_header2_t h = makeHeader(25, 50, CUPS_CSPACE_SRGB, 6, 6, 300);
+  strcpy(h.cupsPageSizeName, "Letter");
   h.HWResolution[1] = 600;
   h.Duplex = CUPS_TRUE;
   h.Tumble = CUPS_TRUE;
@@ -120,7 +121,8 @@ TEST(FilterSettingsFromHeader, DuplexTumbleCollateOrientationAndResolution)
   std::vector<std::string> c = commandsWithoutLines(s);
   ASSERT_GE(c.size(), 6u);
   EXPECT_EQ("PAGENAME Letter", c[3]);
-  EXPECT_EQ("PAGE 0 0 612 792 1 1 1 300 600 1", c[4]);
+  EXPECT_EQ("PAGE 0 0 6 6 1 1 1 300 600 1", c[4]);
+  EXPECT_EQ("RASTER 25 50 3", c[5]);
 }
 
 TEST(FilterPages, ThreePagesInOrderWithPageLinesAndNoWarningWhenPerPage)
@@ -168,8 +170,8 @@ TEST(FilterPages, ColourChangeBetweenPagesIsAnnounced)
   std::vector<TestPage> pages = {patternPage(makeHeader(4, 2, CUPS_CSPACE_SRGB), 1), patternPage(makeHeader(4, 2, CUPS_CSPACE_SW), 2)};
   FilterRun r = runFilter(rasterBytes(pages, CUPS_RASTER_WRITE_PWG));
   std::vector<std::string> c = commandsWithoutLines(parseStream(r.out));
-  EXPECT_EQ((std::vector<std::string>{"PRINTERMODEL", "DOCUMENT report", "COLORDEVICE 1", "PAGENAME A4", "PAGE 0 0 595 842 0 0 0 72 72 0", "RASTER 4 2 3", "ENDPAGE",
-                                      "COLORDEVICE 0", "PAGENAME A4", "PAGE 0 0 595 842 0 0 0 72 72 0", "RASTER 4 2 1", "ENDPAGE", "ENDDOCUMENT"}),
+  EXPECT_EQ((std::vector<std::string>{"PRINTERMODEL", "DOCUMENT report", "COLORDEVICE 1", "PAGENAME A4", "PAGE 0 0 4 2 0 0 0 72 72 0", "RASTER 4 2 3", "ENDPAGE",
+                                      "COLORDEVICE 0", "PAGENAME A4", "PAGE 0 0 4 2 0 0 0 72 72 0", "RASTER 4 2 1", "ENDPAGE", "ENDDOCUMENT"}),
             c);
 }
 
@@ -191,6 +193,44 @@ TEST(FilterInput, ProgressLinesDuringAPage)
   EXPECT_EQ("ATTR: job-media-progress=100", attr[9]);
   EXPECT_EQ(1u, linesStarting(r.errLines, "INFO: Printing page 1, 50% complete.").size());
   EXPECT_EQ(1u, linesStarting(r.errLines, "INFO: Printing page 1 (A4, 72x72 dpi, colour).").size());
+}
+
+/* A raster of only the imaging box (as imagetoraster sends for a small
+   picture) is put at its place on a white page of the full size. */
+TEST(FilterPlacement, RasterOfTheImagingBoxGoesOntoAWholePage)
+{
+  for (cups_cspace_t cs : {CUPS_CSPACE_SRGB, CUPS_CSPACE_K})
+  {
+    cups_page_header2_t h = makeHeader(20, 10, cs, 40, 30, 72);
+    h.ImagingBoundingBox[0] = 10;
+    h.ImagingBoundingBox[1] = 5;
+    h.ImagingBoundingBox[2] = 30;
+    h.ImagingBoundingBox[3] = 15;
+    TestPage page = patternPage(h, 5);
+    FilterRun r = runFilter(rasterBytes({page}, CUPS_RASTER_WRITE_COMPRESSED));
+    EXPECT_EQ(0, r.status);
+    ParsedStream s = parseStream(r.out);
+    std::vector<std::string> c = commandsWithoutLines(s);
+    unsigned depth = cs == CUPS_CSPACE_K ? 1 : 3;
+    EXPECT_EQ(onePageCommands("A4", 40, 30, 40, 30, depth, 72), c);
+    ASSERT_EQ(1u, s.rows.size());
+    ASSERT_EQ(30u, s.rows[0].size());
+    std::string white(40 * depth, '\xFF');
+    for (unsigned y = 0; y < 30; y++)
+    {
+      std::string want = white;
+      if (y >= 15 && y < 25)
+      {
+        std::string line = page.rows[y - 15];
+        if (cs == CUPS_CSPACE_K)
+          for (char &b : line)
+            b = (char)(0xFF - (unsigned char)b);
+        want.replace(10 * depth, 20 * depth, line);
+      }
+      EXPECT_EQ(want, s.rows[0][y]) << "row " << y;
+    }
+    EXPECT_EQ(1u, linesStarting(r.errLines, "DEBUG: Page 1: raster of 20x10 pixels placed at 10,15 on a white page of 40x30.").size());
+  }
 }
 
 /* The paper name: the header's own name when the table has it, else the
@@ -217,7 +257,9 @@ TEST(FilterPaperName, ChosenThroughTheTableAndPwgMedia)
   };
   for (const Case &c : cases)
   {
-    cups_page_header2_t h = makeHeader(1, 1, CUPS_CSPACE_W, c.pw, c.ph);
+    cups_page_header2_t h = makeHeader(1, 1, CUPS_CSPACE_W);
+    h.PageSize[0] = c.pw;
+    h.PageSize[1] = c.ph;
     strcpy(h.cupsPageSizeName, c.own);
     char name[PAPER_NAME_MAX + 1];
     choosePaperName(&h, name);
