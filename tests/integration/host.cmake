@@ -25,9 +25,9 @@ corvane_add_gtest(integration_host_demo
   SOURCES ${AREA_DIR}/test_host_demo.cpp ${HOST_SUPPORT}
   LIBS kivprinter_tools
   LOCK kivprinter_sock
-  TIMEOUT 300)
+  TIMEOUT 600)
 target_include_directories(integration_host_demo PRIVATE ${HOST_TOOLS_TESTS})
-add_dependencies(integration_host_demo CorvaneBackend kivprinter-host kivprinter-mkstream)
+add_dependencies(integration_host_demo CorvaneBackend rastertocorvane kivprinter-host kivprinter-mkstream)
 
 # Installs the whole build: it needs every installed target built first.
 if(CORVANE_SANITIZE)

@@ -116,26 +116,22 @@ double meanDifference(const PageImage &page, const PageImage &ref)
   return n ? sum / (double)n : 255.0;
 }
 
-/* The scheduler's page log lines of job id on queue (one per page). */
-size_t pageLogLines(const std::string &pageLog, const std::string &queue, int id)
+/* The page count the scheduler's page log gives job id on queue: its line
+   "<queue> <user> <id> [<time>] total <n> ..." at the job's end; -1 when
+   there is none. */
+int pageLogTotal(const std::string &pageLog, const std::string &queue, int id)
 {
-  size_t n = 0;
   for (const std::string &line : splitLines(pageLog))
   {
-    std::vector<std::string> f;
-    size_t at = 0;
-    while (f.size() < 3)
-    {
-      size_t sp = line.find(' ', at);
-      f.push_back(line.substr(at, sp == std::string::npos ? std::string::npos : sp - at));
-      if (sp == std::string::npos)
-        break;
-      at = sp + 1;
-    }
-    if (f.size() == 3 && f[0] == queue && f[2] == std::to_string(id))
-      n++;
+    char q[64], user[64];
+    int job = 0, total = -1;
+    if (sscanf(line.c_str(), "%63s %63s %d", q, user, &job) != 3 || queue != q || job != id)
+      continue;
+    size_t at = line.find("] total ");
+    if (at != std::string::npos && sscanf(line.c_str() + at + 8, "%d", &total) == 1)
+      return total;
   }
-  return n;
+  return -1;
 }
 
 /* ghostscript's rendering of a PDF, one image per page. */
@@ -362,7 +358,7 @@ TEST_F(DriverChain, PdfOfThreePagesArrivesPageByPage)
   ASSERT_EQ(3u, refs.size());
   expectPagesMatch(j.pages, refs, "PDF");
   std::string log = waitJobLogged(id, "Job completed.");
-  EXPECT_EQ(3u, pageLogLines(hostReadFile(cupsd->dir + "/log/page_log"), "Office", id)) << hostReadFile(cupsd->dir + "/log/page_log");
+  EXPECT_EQ(3, pageLogTotal(hostReadFile(cupsd->dir + "/log/page_log"), "Office", id)) << hostReadFile(cupsd->dir + "/log/page_log");
   EXPECT_EQ(0u, hostCount(log, "[Job " + std::to_string(id) + "] WARNING"));
 }
 
@@ -390,7 +386,7 @@ TEST_F(DriverChain, TextOfTwoPagesArrivesPageByPage)
   ASSERT_EQ(2u, refs.size());
   expectPagesMatch(j.pages, refs, "text");
   waitJobLogged(id, "Job completed.");
-  EXPECT_EQ(2u, pageLogLines(hostReadFile(cupsd->dir + "/log/page_log"), "Office", id));
+  EXPECT_EQ(2, pageLogTotal(hostReadFile(cupsd->dir + "/log/page_log"), "Office", id));
 }
 
 TEST_F(DriverChain, PngImageArrivesAsOnePage)
@@ -412,7 +408,7 @@ TEST_F(DriverChain, PngImageArrivesAsOnePage)
   ASSERT_EQ(1u, refs.size());
   expectPagesMatch(j.pages, refs, "PNG");
   waitJobLogged(id, "Job completed.");
-  EXPECT_EQ(1u, pageLogLines(hostReadFile(cupsd->dir + "/log/page_log"), "Office", id));
+  EXPECT_EQ(1, pageLogTotal(hostReadFile(cupsd->dir + "/log/page_log"), "Office", id));
 }
 
 /* The options a user gives lp reach the page records. */
@@ -508,8 +504,12 @@ TEST_F(DriverChain, CancelMidPage)
   EXPECT_FALSE(j.complete);
   EXPECT_LT(j.pages.size(), 4u);
   EXPECT_NE(std::string::npos, j.json.find("\"status\":\"incomplete\"")) << j.json;
-  std::string log = waitJobLogged(id, "Job canceled by user");
-  EXPECT_NE(std::string::npos, log.find("[Job " + std::to_string(id) + "] Job canceled by user")) << log;
+  std::string log = waitJobLogged(id, "Canceled by \"root\".");
+  std::string job = "[Job " + std::to_string(id) + "] ";
+  EXPECT_NE(std::string::npos, log.find(job + "Canceled by \"root\".")) << log;
+  /* The filter stopped at the next row and ended well. */
+  EXPECT_NE(std::string::npos, log.find("/filter/rastertocorvane) exited with no errors.")) << log;
+  EXPECT_NE(std::string::npos, log.find(job + "Job cancelled during page ")) << log;
   std::string state;
   cupsdRunClient(cupsd, {"lpstat", "-p", "Office"}, &state);
   EXPECT_NE(std::string::npos, state.find("enabled")) << state;
