@@ -44,7 +44,9 @@ TEST(HostDemo, OneJobFromTheQueueToAPageImage)
          std::string("Office-1 "),
          std::string("/bin/filter/texttopdf (PID "),
          std::string("/bin/filter/rastertocorvane (PID "),
-         std::string("[Job 2] PAGE: 1 1\n[Job 2] PAGE: 2 1\n[Job 2] PAGE: 3 1\n"),
+         std::string("[Job 2] Printing page 1 (A4, 150x150 dpi, colour).\n[Job 2] PAGE: 1 1\n"
+                     "[Job 2] Printing page 2 (A4, 150x150 dpi, colour).\n[Job 2] PAGE: 2 1\n"
+                     "[Job 2] Printing page 3 (A4, 150x150 dpi, colour).\n[Job 2] PAGE: 3 1\n[Job 2] Sent 3 pages.\n"),
          /* The scheduler's log shows the backend's double quotes escaped. */
          std::string("[Job 2] \\\"CorvaneBackend - PAGENAME - A4\\\"\n"),
          std::string("[Job 2] \\\"CorvaneBackend - PAGE 3 sent\\\"\n"),
