@@ -13,7 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "cups_file.h"
-#include "test_jobs_support.h"
+#include "loop_run.h"
 
 /* A reader over a temporary file holding bytes. */
 struct FileReader
@@ -23,7 +23,7 @@ struct FileReader
   explicit FileReader(const std::string &bytes)
   {
     std::string path = dir.path + "/in";
-    EXPECT_TRUE(writeFile(path, bytes));
+    EXPECT_TRUE(writeFileBytes(path, bytes));
     fp = cups_file_new(open(path.c_str(), O_RDONLY), 0);
   }
   ~FileReader() { cups_file_close(fp); }

@@ -17,7 +17,7 @@
 
 #include <gtest/gtest.h>
 
-#include "test_jobs_support.h"
+#include "job_run.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define JOBS_UNDER_ASAN 1
@@ -100,7 +100,7 @@ static const char kPage[] = "PAGE 0 0 612 792 0 0 0 300 300 0\n";
 
 static std::string pageLog(int counter = 1)
 {
-  return jobPageLines(counter, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
+  return pageLogLines(counter, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
                       "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", " 0");
 }
 

@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include "test_jobs_support.h"
+#include "job_run.h"
 
 static const std::string kP1("P\0"
                              "1\0\0\0",
@@ -61,10 +61,10 @@ static std::string smallJobLog(const std::vector<WireRecord> &frags, int argc = 
   return jobStart(JOBS_QUEUE_OFFICE_INFO, "Office", argc) +
          "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n"
          "DEBUG: \"CorvaneBackend - PAGENAME - A4\"\n" +
-         jobPageLines(1, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
+         pageLogLines(1, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
                       "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", "A4 9") +
          "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 96 depth: 3 res: 1\n" +
-         jobEndpageLines(frags, 24, 24, 4, 0, 83333, 1999992, 1) +
+         endpageLogLines(frags, 24, 24, 4, 0, 83333, 1999992, 1) +
          "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" + finishedLine();
 }
 
@@ -256,10 +256,10 @@ TEST(JobsStreams, DepthOneWithLinesNeitherMultipleOfThreeNorFour)
   EXPECT_EQ(wireBitmap(frags), expected);
   EXPECT_EQ(run.log,
             jobStart() +
-              jobPageLines(1, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
+              pageLogLines(1, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
                            "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", " 0") +
               "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 30 depth: 1 res: 1\n" +
-              jobEndpageLines(frags, 10, 10, 3, 2, 166666, 1999992, 1) + finishedLine());
+              endpageLogLines(frags, 10, 10, 3, 2, 166666, 1999992, 1) + finishedLine());
 }
 
 TEST(JobsStreams, DocumentsAndPagesOneAfterTheOther)
@@ -320,24 +320,24 @@ TEST(JobsStreams, DocumentsAndPagesOneAfterTheOther)
     jobStart() + "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n"
                  "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n"
                  "DEBUG: \"CorvaneBackend - PAGENAME - Letter\"\n" +
-    jobPageLines(1, "0 0 612 792 1 1 1 600 600 0", "0 0 612 792",
+    pageLogLines(1, "0 0 612 792 1 1 1 600 600 0", "0 0 612 792",
                  "collate: 1 duplex: 1 tumble: 1 hwresX: 600 hwresY: 600 orientation: 0", "Letter 1") +
     "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 24 depth: 3 res: 0\n" +
-    jobEndpageLines(f1, 12, 12, 2, 0, 166666, 1999992, 1) +
-    jobPageLines(2, "0 0 612 792 1 1 1 600 600 1", "0 0 612 792",
+    endpageLogLines(f1, 12, 12, 2, 0, 166666, 1999992, 1) +
+    pageLogLines(2, "0 0 612 792 1 1 1 600 600 1", "0 0 612 792",
                  "collate: 1 duplex: 1 tumble: 1 hwresX: 600 hwresY: 600 orientation: 1", "Letter 1") +
-    jobEndpageLines(f2, 12, 12, 3, 0, 166666, 1999992, 2) +
+    endpageLogLines(f2, 12, 12, 3, 0, 166666, 1999992, 2) +
     "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n"
     "DEBUG: CorvaneBackend - printer devicename: \"P2\"\n"
     "DEBUG: \"CorvaneBackend - COLORDEVICE: False\"\n"
     "DEBUG: \"CorvaneBackend - PAGENAME - A4\"\n" +
-    jobPageLines(3, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
+    pageLogLines(3, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
                  "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", "A4 9") +
-    jobEndpageLines({}, 12, 12, 0, 0, 166666, 1999992, 3) +
-    jobPageLines(4, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
+    endpageLogLines({}, 12, 12, 0, 0, 166666, 1999992, 3) +
+    pageLogLines(4, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
                  "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", "A4 9") +
     "DEBUG: CorvaneBackend - RASTER with ERROR: value '8 8 3' raster_data: 0x<ADDR> width: 595.000000 height: 842.000000 !!!\n" +
-    jobEndpageLines({}, 12, 12, 0, 0, 166666, 1999992, 4) +
+    endpageLogLines({}, 12, 12, 0, 0, 166666, 1999992, 4) +
     "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" + finishedLine();
   EXPECT_EQ(run.log, log);
 }

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "test_jobs_support.h"
+#include "job_run.h"
 
 /* Row r of the test page: a diagonal gradient with bands, so that rows
    differ and compress, and the three components differ from each other. */

@@ -1,5 +1,5 @@
 /*
- * test_faults_support.h - the real backend under faults: a scripted
+ * faults_support.h - the real backend under faults: a scripted
  * scheduler that names the queue, backends started with a pipe on their
  * standard input (so a test decides when each part of the stream arrives),
  * reaped with their resource usage, signalled at will, optionally run as
@@ -21,7 +21,7 @@
 #include <thread>
 #include <vector>
 
-#include "../protocol/test_records_wire.h"
+#include "records_wire.h"
 #include "child_process.h"
 #include "socket_transport.h"
 

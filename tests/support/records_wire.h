@@ -1,5 +1,5 @@
 /*
- * test_records_wire.h - helpers shared by the record, backend and
+ * records_wire.h - helpers shared by the record, backend and
  * integration tests: decode a captured byte stream into records that own
  * their bytes, decompress fragments, and build expected payloads and
  * bitmaps independently of the code under test.
