@@ -160,20 +160,6 @@ TEST(JobsFastReverse, RowCopyWritesNothingPastTheAlignedLine)
  * The reader's read-ahead block
  * ------------------------------------------------------------------------ */
 
-/* A reader over a temporary file. */
-struct FileSource
-{
-  TempDir dir;
-  _cups_file_s *fp = nullptr;
-  explicit FileSource(const std::string &bytes)
-  {
-    std::string path = dir.path + "/in";
-    EXPECT_TRUE(writeFileBytes(path, bytes));
-    fp = cups_file_new(open(path.c_str(), O_RDONLY), 0);
-  }
-  ~FileSource() { cups_file_close(fp); }
-};
-
 static void expectBookkeeping(const _cups_file_s *fp)
 {
   if (fp->ptr)
@@ -197,7 +183,7 @@ TEST(JobsFastReader, LineFillsStopAtTheNewLineAndRowsComeFromTheBlock)
   for (size_t i = 0; i < row.size(); i++)
     row[i] = (char)(i * 7);
   std::string data = "LINE 7440\n" + row + "LINE 7440\n" + row + "END\n";
-  FileSource s(data);
+  FileReader s(data);
   _cups_file_s *fp = s.fp;
   char line[COMMAND_LINE_SIZE];
   char *k, *v;
@@ -317,7 +303,7 @@ TEST(JobsFastReader, RandomOperationsOverAFileMatchTheStream)
   {
     Random r(seed * 7919);
     std::string data = mixedStream(&r, 3 * CUPS_FILE_AHEAD_SIZE + r.below(100000));
-    FileSource s(data);
+    FileReader s(data);
     randomOperations(s.fp, data, seed);
   }
 }

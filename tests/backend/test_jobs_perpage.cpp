@@ -61,6 +61,20 @@ std::vector<int> packedLengths(const std::string &wire)
   return lengths;
 }
 
+/* Runs stream over job with a raster per page; the compressed length of
+   each of the run's fragments, of which there must be `fragments`, goes
+   to *packed. */
+LoopRun runPerPage(const std::string &stream, print_job_s *job, size_t fragments,
+                   std::vector<int> *packed)
+{
+  LoopRun run = runLoop(stream, "Office", job, SIZE_MAX, 1);
+  EXPECT_EQ(run.result, 1);
+  *packed = packedLengths(run.wire);
+  EXPECT_EQ(packed->size(), fragments);
+  packed->resize(fragments);
+  return run;
+}
+
 struct KeptJob
 {
   print_job_s job;
@@ -72,13 +86,11 @@ struct KeptJob
 TEST(JobsPerPage, SameGeometryReusesTheBufferWhiteAgain)
 {
   KeptJob k;
-  LoopRun run = runLoop(std::string(kPage) + "RASTER 4 2 1\n" + lineCommand("abcd") +
-                          lineCommand("efgh") + "ENDPAGE\n" + kPage + "RASTER 4 2 1\n" +
-                          lineCommand("ijk") + "ENDPAGE\n",
-                        "Office", &k.job, SIZE_MAX, 1);
-  ASSERT_EQ(run.result, 1);
-  std::vector<int> packed = packedLengths(run.wire);
-  ASSERT_EQ(packed.size(), 2u);
+  std::vector<int> packed;
+  LoopRun run = runPerPage(std::string(kPage) + "RASTER 4 2 1\n" + lineCommand("abcd") +
+                             lineCommand("efgh") + "ENDPAGE\n" + kPage + "RASTER 4 2 1\n" +
+                             lineCommand("ijk") + "ENDPAGE\n",
+                           &k.job, 2, &packed);
   /* Page 2: one line of 3 bytes (its own length, no complaint about the
      first page's 4), sent from the start of the buffer. */
   EXPECT_EQ(maskRasterAddress(run.err),
@@ -124,13 +136,11 @@ TEST(JobsPerPage, ReuseKeepsTheAddressAndRestartsTheLineCount)
 TEST(JobsPerPage, AnotherGeometryAllocatesAnew)
 {
   KeptJob k;
-  LoopRun run = runLoop(std::string(kPage) + "RASTER 4 2 1\n" + lineCommand("abcd") + "ENDPAGE\n" +
-                          kPage + "RASTER 2 1 3\n" + lineCommand("RGBrgb") + "ENDPAGE\n" + kPage +
-                          "RASTER 2 1 3\n" + "ENDPAGE\n",
-                        "Office", &k.job, SIZE_MAX, 1);
-  ASSERT_EQ(run.result, 1);
-  std::vector<int> packed = packedLengths(run.wire);
-  ASSERT_EQ(packed.size(), 2u);
+  std::vector<int> packed;
+  LoopRun run = runPerPage(std::string(kPage) + "RASTER 4 2 1\n" + lineCommand("abcd") + "ENDPAGE\n" +
+                             kPage + "RASTER 2 1 3\n" + lineCommand("RGBrgb") + "ENDPAGE\n" + kPage +
+                             "RASTER 2 1 3\n" + "ENDPAGE\n",
+                           &k.job, 2, &packed);
   EXPECT_EQ(maskRasterAddress(run.err),
             letterPageLogLines(1) + rasterLine("allocated", "8", 1, 0) + endpageLines(4, 4, 1, 1, packed[0]) +
               letterPageLogLines(2) + rasterLine("allocated", "6", 3, 0) +
@@ -155,13 +165,11 @@ TEST(JobsPerPage, AnotherGeometryAllocatesAnew)
 TEST(JobsPerPage, RefusedRasterLeavesThePageWithoutOne)
 {
   KeptJob k;
-  LoopRun run = runLoop(std::string(kPage) + "RASTER 4 2 1\n" + lineCommand("abcd") + "ENDPAGE\n" +
-                          kPage + "RASTER 4 2 2\nENDPAGE\n" + kPage + "RASTER 4 2 1\n" +
-                          lineCommand("wxyz") + "ENDPAGE\n",
-                        "Office", &k.job, SIZE_MAX, 1);
-  ASSERT_EQ(run.result, 1);
-  std::vector<int> packed = packedLengths(run.wire);
-  ASSERT_EQ(packed.size(), 2u);
+  std::vector<int> packed;
+  LoopRun run = runPerPage(std::string(kPage) + "RASTER 4 2 1\n" + lineCommand("abcd") + "ENDPAGE\n" +
+                             kPage + "RASTER 4 2 2\nENDPAGE\n" + kPage + "RASTER 4 2 1\n" +
+                             lineCommand("wxyz") + "ENDPAGE\n",
+                           &k.job, 2, &packed);
   EXPECT_EQ(maskRasterAddress(run.err),
             letterPageLogLines(1) + rasterLine("allocated", "8", 1, 0) + endpageLines(4, 4, 1, 1, packed[0]) +
               letterPageLogLines(2) + kD + "Raster data CANNOT allocate (4 * 2 * 2) !!!\n" + kQ +

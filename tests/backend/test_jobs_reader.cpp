@@ -15,20 +15,6 @@
 #include "cups_file.h"
 #include "loop_run.h"
 
-/* A reader over a temporary file holding bytes. */
-struct FileReader
-{
-  TempDir dir;
-  _cups_file_s *fp = nullptr;
-  explicit FileReader(const std::string &bytes)
-  {
-    std::string path = dir.path + "/in";
-    EXPECT_TRUE(writeFileBytes(path, bytes));
-    fp = cups_file_new(open(path.c_str(), O_RDONLY), 0);
-  }
-  ~FileReader() { cups_file_close(fp); }
-};
-
 static std::string pattern(size_t n, unsigned seed = 1)
 {
   std::string s(n, '\0');

@@ -2,26 +2,14 @@
 # kivprinter-host and back, sixteen backends at once (started directly and
 # through sixteen queues of a private scheduler), the demo command, and an
 # install into a staging folder with a program built against it.
-corvane_add_gtest(integration_host_roundtrip
-  SOURCES ${AREA_DIR}/test_host_roundtrip.cpp
-  LIBS corvane_testsupport_host
-  LOCK kivprinter_sock
-  TIMEOUT 300)
-add_dependencies(integration_host_roundtrip CorvaneBackend kivprinter-host)
-
-corvane_add_gtest(integration_host_sixteen
-  SOURCES ${AREA_DIR}/test_host_sixteen.cpp
-  LIBS corvane_testsupport_host
-  LOCK kivprinter_sock
-  TIMEOUT 300)
-add_dependencies(integration_host_sixteen CorvaneBackend kivprinter-host)
-
-corvane_add_gtest(integration_host_demo
-  SOURCES ${AREA_DIR}/test_host_demo.cpp
-  LIBS corvane_testsupport_host
-  LOCK kivprinter_sock
-  TIMEOUT 300)
-add_dependencies(integration_host_demo CorvaneBackend kivprinter-host kivprinter-mkstream)
+foreach(part roundtrip sixteen demo)
+  corvane_add_gtest(integration_host_${part}
+    SOURCES ${AREA_DIR}/test_host_${part}.cpp
+    LIBS corvane_testsupport_host
+    LOCK kivprinter_sock
+    TIMEOUT 300)
+  add_dependencies(integration_host_${part} CorvaneBackend kivprinter-host kivprinter-mkstream)
+endforeach()
 
 # Installs the whole build: it needs every installed target built first.
 if(CORVANE_SANITIZE)

@@ -71,8 +71,8 @@ static std::string smallJobLog(const std::vector<WireRecord> &frags, int argc = 
 static void expectSmallJob(const JobRun &run, const std::vector<std::string> &rows, int argc = 6)
 {
   EXPECT_JOB_OK(run);
-  std::vector<WireRecord> recs = jobRecords(run.wire);
-  ASSERT_EQ(jobIds(recs), std::vector<uint32_t>({418, 420, 411, 412, 413, 421, 419}));
+  std::vector<WireRecord> recs = recordsOf(run.wire);
+  ASSERT_EQ(idsOf(recs), std::vector<uint32_t>({418, 420, 411, 412, 413, 421, 419}));
   for (const WireRecord &w : recs)
     EXPECT_EQ(w.payload, kP1);
   EXPECT_EQ(recs[1].rec.page.paperSize, 9);
@@ -127,7 +127,7 @@ TEST(JobsStreams, EscapedHashInAPrinterName)
   EXPECT_EQ(run.log, jobStart() +
                        "DEBUG: CorvaneBackend - printer devicename: \"Room #4 # second floor\"\n" +
                        finishedLine());
-  std::vector<WireRecord> recs = jobRecords(run.wire);
+  std::vector<WireRecord> recs = recordsOf(run.wire);
   ASSERT_EQ(recs.size(), 1u);
   EXPECT_EQ(recs[0].payload, expectedPayload("Room #4 # second floor"));
 }
@@ -160,7 +160,7 @@ TEST(JobsStreams, OverlongLinesAreSplit)
   std::string kept = name.substr(0, 1010);
   EXPECT_EQ(run.log, jobStart() + "DEBUG: CorvaneBackend - printer devicename: \"" + kept + "\"\n" +
                        finishedLine());
-  std::vector<WireRecord> recs = jobRecords(run.wire);
+  std::vector<WireRecord> recs = recordsOf(run.wire);
   ASSERT_EQ(recs.size(), 1u);
   EXPECT_EQ(recs[0].rec.nameLen, 2022u);
   EXPECT_EQ(recs[0].payload, expectedPayload(kept));
@@ -190,7 +190,7 @@ TEST(JobsStreams, PrinterModelWithoutValueTakesTheQueueDescription)
                        "DEBUG: CorvaneBackend - printer devicename: \"Other\"\n"
                        "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" +
                        finishedLine());
-  std::vector<WireRecord> recs = jobRecords(run.wire);
+  std::vector<WireRecord> recs = recordsOf(run.wire);
   ASSERT_EQ(recs.size(), 2u);
   const std::string info = JOBS_QUEUE_BUERO_INFO;
   EXPECT_EQ(recs[0].rec.nameLen, 2 * info.size() + 2);
@@ -212,7 +212,7 @@ TEST(JobsStreams, CopiesArgumentIsAnnouncedAsOne)
   o.args = {"12", "user1", "report", "3", ""};
   JobRun run = runJob("PAGE 0 0 612 792 0 0 0 300 300 0\n", o);
   EXPECT_JOB_OK(run);
-  std::vector<WireRecord> recs = jobRecords(run.wire);
+  std::vector<WireRecord> recs = recordsOf(run.wire);
   ASSERT_EQ(recs.size(), 1u);
   EXPECT_EQ(recs[0].rec.page.copies, 1);
   EXPECT_EQ(recs[0].rec.page.paperWidth, 2159);
@@ -237,8 +237,8 @@ TEST(JobsStreams, DepthOneWithLinesNeitherMultipleOfThreeNorFour)
   s += "ENDPAGE\n";
   JobRun run = runJob(s);
   EXPECT_JOB_OK(run);
-  std::vector<WireRecord> recs = jobRecords(run.wire);
-  ASSERT_EQ(jobIds(recs), std::vector<uint32_t>({420, 411, 412, 413, 421}));
+  std::vector<WireRecord> recs = recordsOf(run.wire);
+  ASSERT_EQ(idsOf(recs), std::vector<uint32_t>({420, 411, 412, 413, 421}));
   std::string expected = expectedLine(rows[2], "") + expectedLine(rows[1], rows[2].substr(0, 2)) +
                          expectedLine(rows[0], rows[1].substr(0, 2));
   /* Written out for the top row: groups 012 345 678 reversed, then the
@@ -280,8 +280,8 @@ TEST(JobsStreams, DocumentsAndPagesOneAfterTheOther)
                                           "PAGE 0 0 595 842 0 0 0 300 300 0\nRASTER 8 8 3\nENDPAGE\nENDDOCUMENT\n";
   JobRun run = runJob(s);
   EXPECT_JOB_OK(run);
-  std::vector<WireRecord> recs = jobRecords(run.wire);
-  ASSERT_EQ(jobIds(recs),
+  std::vector<WireRecord> recs = recordsOf(run.wire);
+  ASSERT_EQ(idsOf(recs),
             std::vector<uint32_t>({418, 420, 411, 412, 413, 421, 420, 411, 412, 413, 421, 419,
                                    418, 420, 411, 413, 421, 420, 411, 413, 421, 419}));
   const std::string p2("P\0"

@@ -47,7 +47,7 @@ TEST(JobsTypical, A4ColourPageEndToEnd)
   /* The records, in order: document start, page start, bitmap header,
      14 fragments (13 of 268 lines and one of 24), bitmap end, page end,
      document end. */
-  std::vector<WireRecord> recs = jobRecords(run.wire);
+  std::vector<WireRecord> recs = recordsOf(run.wire);
   ASSERT_EQ(recs.size(), 20u);
   const std::string payload = std::string("O\0f\0f\0i\0c\0e\0\0\0", 14);
   uint64_t offset = 0;

@@ -32,6 +32,19 @@
 
 /* ---- the scheduler ---- */
 
+IppMessage faultsQueueAnswer(uint16_t status)
+{
+  IppMessage m;
+  m.code = status;
+  ippMsgAddGroup(&m, IPP_GROUP_OPERATION);
+  ippMsgAddValue(&m, IPP_VALUE_CHARSET, "attributes-charset", "utf-8");
+  ippMsgAddValue(&m, IPP_VALUE_LANGUAGE, "attributes-natural-language", "en");
+  ippMsgAddGroup(&m, IPP_GROUP_PRINTER);
+  ippMsgAddValue(&m, IPP_VALUE_NAME, "printer-name", FAULTS_PRINTER);
+  ippMsgAddValue(&m, IPP_VALUE_TEXT, "printer-info", FAULTS_DESCRIPTION);
+  return m;
+}
+
 namespace {
 
 struct SchedulerState
@@ -58,6 +71,7 @@ void stopScheduler()
   s.dir.clear();
 }
 
+
 /* Starts the scripted scheduler once: every request gets one printer,
    FAULTS_PRINTER, described as FAULTS_DESCRIPTION.  Its socket is open to
    every user, so that a backend run as another user can look up too. */
@@ -70,15 +84,7 @@ void startScheduler()
   s.dir = makeTempDir("corvane-faults-ipp");
   if (s.dir.empty())
     return;
-  IppMessage m;
-  m.code = 0x0000;
-  ippMsgAddGroup(&m, IPP_GROUP_OPERATION);
-  ippMsgAddValue(&m, IPP_VALUE_CHARSET, "attributes-charset", "utf-8");
-  ippMsgAddValue(&m, IPP_VALUE_LANGUAGE, "attributes-natural-language", "en");
-  ippMsgAddGroup(&m, IPP_GROUP_PRINTER);
-  ippMsgAddValue(&m, IPP_VALUE_NAME, "printer-name", FAULTS_PRINTER);
-  ippMsgAddValue(&m, IPP_VALUE_TEXT, "printer-info", FAULTS_DESCRIPTION);
-  if (!responderStart(&s.responder, s.dir + "/ipp.sock", m))
+  if (!responderStart(&s.responder, s.dir + "/ipp.sock", faultsQueueAnswer(0x0000)))
   {
     removeTempDir(s.dir);
     s.dir.clear();

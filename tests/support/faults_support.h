@@ -23,6 +23,7 @@
 
 #include "records_wire.h"
 #include "child_process.h"
+#include "ipp_responder.h"
 #include "socket_transport.h"
 
 #include <gtest/gtest.h>
@@ -49,6 +50,10 @@
    scripted scheduler (started on first use, answering every lookup with
    the queue above), PRINTER set, and extra added last. */
 std::vector<std::string> faultsEnvironment(const std::vector<std::string> &extra = {});
+
+/* The scheduler's answer that names the queue, with the given IPP status
+   (0: successful-ok). */
+IppMessage faultsQueueAnswer(uint16_t status);
 
 /* The path of that scheduler's socket (empty when it could not start). */
 std::string faultsSchedulerPath();

@@ -125,23 +125,6 @@ inline std::string jobStart(const std::string &description = JOBS_QUEUE_OFFICE_I
     EXPECT_EQ((run).child.termSignal, 0); \
   } while (0)
 
-/* Decodes a run's wire bytes; fails the test when they are not valid. */
-inline std::vector<WireRecord> jobRecords(const std::string &wire)
-{
-  std::vector<WireRecord> recs;
-  std::string error;
-  EXPECT_TRUE(decodeWire(wire, &recs, &error)) << error;
-  return recs;
-}
-
-inline std::vector<uint32_t> jobIds(const std::vector<WireRecord> &recs)
-{
-  std::vector<uint32_t> ids;
-  for (const WireRecord &w : recs)
-    ids.push_back(w.rec.id);
-  return ids;
-}
-
 /* A LINE command and its data. */
 inline std::string jobLine(const std::string &data)
 {

@@ -35,6 +35,20 @@ struct TempDir
   ~TempDir() { removeTempDir(path); }
 };
 
+/* A reader over a temporary file holding bytes. */
+struct FileReader
+{
+  TempDir dir;
+  _cups_file_s *fp = nullptr;
+  explicit FileReader(const std::string &bytes)
+  {
+    std::string path = dir.path + "/in";
+    EXPECT_TRUE(writeFileBytes(path, bytes));
+    fp = cups_file_new(open(path.c_str(), O_RDONLY), 0);
+  }
+  ~FileReader() { cups_file_close(fp); }
+};
+
 /* What one in-process run of the command loop produced. */
 struct LoopRun
 {
@@ -101,24 +115,6 @@ inline LoopRun runLoop(const std::string &stream, const char *printerName = "Off
     delete own;
   }
   return run;
-}
-
-/* Decodes a run's wire bytes; fails the test when they are not valid. */
-inline std::vector<WireRecord> recordsOf(const std::string &wire)
-{
-  std::vector<WireRecord> recs;
-  std::string error;
-  EXPECT_TRUE(decodeWire(wire, &recs, &error)) << error;
-  return recs;
-}
-
-/* The identifiers of a record list, for comparing whole sequences. */
-inline std::vector<uint32_t> idsOf(const std::vector<WireRecord> &recs)
-{
-  std::vector<uint32_t> ids;
-  for (const WireRecord &w : recs)
-    ids.push_back(w.rec.id);
-  return ids;
 }
 
 /* Replaces the raster address of the allocation (or reuse) line with

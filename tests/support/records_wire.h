@@ -193,4 +193,22 @@ inline std::string expectedLine(const std::string &row, const std::string &after
   return line;
 }
 
+/* Decodes a run's wire bytes; fails the test when they are not valid. */
+inline std::vector<WireRecord> recordsOf(const std::string &wire)
+{
+  std::vector<WireRecord> recs;
+  std::string error;
+  EXPECT_TRUE(decodeWire(wire, &recs, &error)) << error;
+  return recs;
+}
+
+/* The identifiers of a record list, for comparing whole sequences. */
+inline std::vector<uint32_t> idsOf(const std::vector<WireRecord> &recs)
+{
+  std::vector<uint32_t> ids;
+  for (const WireRecord &w : recs)
+    ids.push_back(w.rec.id);
+  return ids;
+}
+
 #endif
