@@ -24,7 +24,8 @@
 
 #include "child_process.h"
 #include "cupsd_fixture.h"
-#include "test_host_support.h"
+#include "host_support.h"
+#include "test_files.h"
 
 namespace {
 
@@ -54,7 +55,7 @@ bool runTool(const std::vector<std::string> &argv, std::string *out = nullptr,
 /* Reads a binary PPM (P6) or PGM (P5) file. */
 bool readPnm(const std::string &path, PageImage *image)
 {
-  std::string data = hostReadFile(path);
+  std::string data = readFileText(path);
   if (data.size() < 2 || data[0] != 'P' || (data[1] != '6' && data[1] != '5'))
     return false;
   unsigned values[3];
@@ -194,7 +195,7 @@ protected:
 
   static void SetUpTestSuite()
   {
-    dir = hostTempDir("driver-chain");
+    dir = makeTempDir("driver-chain");
     waitUntilPathFree(kSocket, 60);
     cupsd = new CupsdFixture;
     CupsdStartOptions options;
@@ -227,7 +228,7 @@ protected:
     cupsd = nullptr;
     /* CORVANE_KEEP_TEST_DIR keeps the documents, references and pages. */
     if (!getenv("CORVANE_KEEP_TEST_DIR"))
-      hostRemoveTree(dir);
+      removeTempDir(dir);
   }
 
   void SetUp() override
@@ -288,7 +289,7 @@ protected:
         break;
       j.pages.push_back(p);
     }
-    j.json = hostReadFile(j.folder + "/job.json");
+    j.json = readFileText(j.folder + "/job.json");
     return j;
   }
 
@@ -352,7 +353,7 @@ unsigned DriverChain::hostJobs = 0;
 TEST_F(DriverChain, PdfOfThreePagesArrivesPageByPage)
 {
   std::string ps = dir + "/three.ps", pdf = dir + "/three.pdf";
-  ASSERT_TRUE(hostWriteFile(ps, distinctPagesPostScript(3)));
+  ASSERT_TRUE(writeFileBytes(ps, distinctPagesPostScript(3)));
   ASSERT_TRUE(runTool({"/usr/bin/gs", "-q", "-dNOPAUSE", "-dBATCH", "-dSAFER", "-sDEVICE=pdfwrite", "-sOutputFile=" + pdf, ps}));
   chmod(pdf.c_str(), 0644);
   int id = submit("Office", pdf, {"Resolution=150dpi"});
@@ -363,7 +364,7 @@ TEST_F(DriverChain, PdfOfThreePagesArrivesPageByPage)
   ASSERT_EQ(3u, refs.size());
   expectPagesMatch(j.pages, refs, "PDF");
   std::string log = waitJobLogged(id, "Job completed.");
-  EXPECT_EQ(3, pageLogTotal(hostReadFile(cupsd->dir + "/log/page_log"), "Office", id)) << hostReadFile(cupsd->dir + "/log/page_log");
+  EXPECT_EQ(3, pageLogTotal(readFileText(cupsd->dir + "/log/page_log"), "Office", id)) << readFileText(cupsd->dir + "/log/page_log");
   EXPECT_EQ(0u, hostCount(log, "[Job " + std::to_string(id) + "] WARNING"));
 }
 
@@ -376,7 +377,7 @@ TEST_F(DriverChain, TextOfTwoPagesArrivesPageByPage)
   body += "\f";
   for (int i = 1; i <= 40; i++)
     body += "Second page, line " + std::to_string(i) + "\n";
-  ASSERT_TRUE(hostWriteFile(text, body));
+  ASSERT_TRUE(writeFileBytes(text, body));
   chmod(text.c_str(), 0644);
   int id = submit("Office", text, {"Resolution=150dpi"});
   ASSERT_GT(id, 0);
@@ -387,19 +388,19 @@ TEST_F(DriverChain, TextOfTwoPagesArrivesPageByPage)
   /* CHARSET as the scheduler sets it: it chooses the font. */
   ASSERT_TRUE(runTool({"/usr/lib/cups/filter/texttopdf", "1", "user", "two", "1", "", text}, &pdfBytes,
                       {"PPD=" + std::string(CORVANE_BUILD_DIR) + "/ppd/corvane.ppd", "CHARSET=utf-8"}));
-  ASSERT_TRUE(hostWriteFile(pdf, pdfBytes));
+  ASSERT_TRUE(writeFileBytes(pdf, pdfBytes));
   std::vector<PageImage> refs = renderReference(pdf, dir, 150, false);
   ASSERT_EQ(2u, refs.size());
   expectPagesMatch(j.pages, refs, "text");
   waitJobLogged(id, "Job completed.");
-  EXPECT_EQ(2, pageLogTotal(hostReadFile(cupsd->dir + "/log/page_log"), "Office", id));
+  EXPECT_EQ(2, pageLogTotal(readFileText(cupsd->dir + "/log/page_log"), "Office", id));
 }
 
 TEST_F(DriverChain, PngImageArrivesAsOnePage)
 {
   std::string ps = dir + "/image.ps", png = dir + "/image.png", pdf = dir + "/image.pdf";
-  ASSERT_TRUE(hostWriteFile(ps, "%!PS\n<< /PageSize [300 200] >> setpagedevice\n1 0.8 0 setrgbcolor 0 0 300 200 rectfill\n"
-                                "0 0 1 setrgbcolor 40 40 120 100 rectfill 0 setgray /Helvetica findfont 40 scalefont setfont 170 80 moveto (PNG) show showpage\n"));
+  ASSERT_TRUE(writeFileBytes(ps, "%!PS\n<< /PageSize [300 200] >> setpagedevice\n1 0.8 0 setrgbcolor 0 0 300 200 rectfill\n"
+                                 "0 0 1 setrgbcolor 40 40 120 100 rectfill 0 setgray /Helvetica findfont 40 scalefont setfont 170 80 moveto (PNG) show showpage\n"));
   ASSERT_TRUE(runTool({"/usr/bin/gs", "-q", "-dNOPAUSE", "-dBATCH", "-dSAFER", "-sDEVICE=png16m", "-r72", "-sOutputFile=" + png, ps}));
   chmod(png.c_str(), 0644);
   int id = submit("Office", png, {"Resolution=150dpi"});
@@ -409,19 +410,19 @@ TEST_F(DriverChain, PngImageArrivesAsOnePage)
   std::string pdfBytes;
   ASSERT_TRUE(runTool({"/usr/lib/cups/filter/imagetopdf", "1", "user", "image", "1", "", png}, &pdfBytes,
                       {"PPD=" + std::string(CORVANE_BUILD_DIR) + "/ppd/corvane.ppd", "CHARSET=utf-8"}));
-  ASSERT_TRUE(hostWriteFile(pdf, pdfBytes));
+  ASSERT_TRUE(writeFileBytes(pdf, pdfBytes));
   std::vector<PageImage> refs = renderReference(pdf, dir, 150, false);
   ASSERT_EQ(1u, refs.size());
   expectPagesMatch(j.pages, refs, "PNG");
   waitJobLogged(id, "Job completed.");
-  EXPECT_EQ(1, pageLogTotal(hostReadFile(cupsd->dir + "/log/page_log"), "Office", id));
+  EXPECT_EQ(1, pageLogTotal(readFileText(cupsd->dir + "/log/page_log"), "Office", id));
 }
 
 /* The options a user gives lp reach the page records. */
 TEST_F(DriverChain, OptionsReachTheRecords)
 {
   std::string ps = dir + "/one.ps", pdf = dir + "/one.pdf";
-  ASSERT_TRUE(hostWriteFile(ps, distinctPagesPostScript(1)));
+  ASSERT_TRUE(writeFileBytes(ps, distinctPagesPostScript(1)));
   ASSERT_TRUE(runTool({"/usr/bin/gs", "-q", "-dNOPAUSE", "-dBATCH", "-dSAFER", "-sDEVICE=pdfwrite", "-sOutputFile=" + pdf, ps}));
   chmod(pdf.c_str(), 0644);
   struct Case
@@ -478,7 +479,7 @@ TEST_F(DriverChain, OptionsReachTheRecords)
 TEST_F(DriverChain, CopiesArriveAsPages)
 {
   std::string ps = dir + "/copies.ps", pdf = dir + "/copies.pdf";
-  ASSERT_TRUE(hostWriteFile(ps, distinctPagesPostScript(2)));
+  ASSERT_TRUE(writeFileBytes(ps, distinctPagesPostScript(2)));
   ASSERT_TRUE(runTool({"/usr/bin/gs", "-q", "-dNOPAUSE", "-dBATCH", "-dSAFER", "-sDEVICE=pdfwrite", "-sOutputFile=" + pdf, ps}));
   chmod(pdf.c_str(), 0644);
   std::vector<PageImage> refs = renderReference(pdf, dir, 150, false);
@@ -498,7 +499,7 @@ TEST_F(DriverChain, CancelMidPage)
   std::string ps = dir + "/long.ps", pdf = dir + "/long.pdf";
   /* Eight pages at 600 dpi: once the first has arrived, the job has
      seconds of work left, so the cancel falls inside it. */
-  ASSERT_TRUE(hostWriteFile(ps, distinctPagesPostScript(8)));
+  ASSERT_TRUE(writeFileBytes(ps, distinctPagesPostScript(8)));
   ASSERT_TRUE(runTool({"/usr/bin/gs", "-q", "-dNOPAUSE", "-dBATCH", "-dSAFER", "-sDEVICE=pdfwrite", "-sOutputFile=" + pdf, ps}));
   chmod(pdf.c_str(), 0644);
   int id = submit("Office", pdf, {"Resolution=600dpi"});
@@ -529,7 +530,7 @@ TEST_F(DriverChain, CancelMidPage)
 TEST_F(DriverChain, QueueWithoutTheOptionRepeatsTheFirstPage)
 {
   std::string ps = dir + "/plain.ps", pdf = dir + "/plain.pdf";
-  ASSERT_TRUE(hostWriteFile(ps, distinctPagesPostScript(2)));
+  ASSERT_TRUE(writeFileBytes(ps, distinctPagesPostScript(2)));
   ASSERT_TRUE(runTool({"/usr/bin/gs", "-q", "-dNOPAUSE", "-dBATCH", "-dSAFER", "-sDEVICE=pdfwrite", "-sOutputFile=" + pdf, ps}));
   chmod(pdf.c_str(), 0644);
   int id = submit("Plain", pdf, {"Resolution=150dpi"});
