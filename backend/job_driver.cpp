@@ -13,19 +13,10 @@
 #include <unistd.h>
 
 #include "cups_file.h"
+#include "device_uri.h"
 #include "print_job.h"
 #include "printer_lookup.h"
 #include "socket_transport.h"
-
-/*
- * 'writeLine()' - Write a fixed log line, byte for byte, to standard error.
- */
-static void writeLine(const char *text, size_t length)
-{
-  fwrite(text, 1, length, stderr);
-}
-
-#define WRITE_FIXED(literal) writeLine(literal, sizeof(literal) - 1)
 
 /*
  * 'setCloseOnExec()' - Add FD_CLOEXEC to a descriptor's flags.
@@ -56,6 +47,7 @@ int backend_main(int argc, char **argv)
   static const char *printerName;
   static _cups_file_s *fp;
   static print_job_s job;
+  device_uri_options_s uriOptions;
 
   /* Standard error is the job log: every line goes out as it is written. */
   setvbuf(stderr, NULL, _IONBF, 0);
@@ -85,7 +77,7 @@ int backend_main(int argc, char **argv)
 
   if (argc != 6 && argc != 7)
   {
-    WRITE_FIXED("Usage: CorvaneBackend job user title copies options [filename]\n");
+    fputs("Usage: CorvaneBackend job user title copies options [filename]\n", stderr);
     return CORVANE_BACKEND_STOP;
   }
 
@@ -133,13 +125,17 @@ int backend_main(int argc, char **argv)
   if (converted > 0)
     copies = (int)converted;
 
+  /* The queue's device URI may ask for a raster per page. */
+  device_uri_parse(device_uri_of_run(argv[0]), &uriOptions);
+
   if (!socket_connect(socketPath, &sock))
   {
-    WRITE_FIXED("DEBUG: CorvaneBackend - socket_connect FAILED\n");
+    fputs("DEBUG: CorvaneBackend - socket_connect FAILED\n", stderr);
     return CORVANE_BACKEND_STOP;
   }
 
   print_job_init(&job, sock, printerName, copies);
+  job.raster.perPage = uriOptions.perPage;
   if (fp && !command_loop(&job, fp))
     return CORVANE_BACKEND_STOP;
 
@@ -147,6 +143,6 @@ int backend_main(int argc, char **argv)
   print_job_free_payload(&job);
   if (fp)
     cups_file_close(fp);
-  WRITE_FIXED("DEBUG: \"CorvaneBackend finished with CUPS_BACKEND_OK\"\n");
+  fputs("DEBUG: \"CorvaneBackend finished with CUPS_BACKEND_OK\"\n", stderr);
   return CORVANE_BACKEND_OK;
 }

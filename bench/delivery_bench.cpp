@@ -38,7 +38,8 @@
 
 #include "cupsd_fixture.h"
 #include "page_gen.h"
-#include "test_host_support.h"
+#include "host_support.h"
+#include "test_files.h"
 
 namespace {
 
@@ -83,7 +84,7 @@ double runWay(const std::string &host, const Way &way, const std::string &dir, c
     _exit(127);
   }
   double deadline = nowSeconds() + 30;
-  while (hostReadFile(log).find("listening on") == std::string::npos && nowSeconds() < deadline)
+  while (readFileText(log).find("listening on") == std::string::npos && nowSeconds() < deadline)
     usleep(5000);
   for (const std::string &job : jobs)
   {
@@ -97,18 +98,18 @@ double runWay(const std::string &host, const Way &way, const std::string &dir, c
   }
   const char *done = way.delivers ? ": delivered" : ": complete, ";
   deadline = nowSeconds() + 600;
-  while (hostCount(hostReadFile(log), done) < jobs.size() && nowSeconds() < deadline)
+  while (hostCount(readFileText(log), done) < jobs.size() && nowSeconds() < deadline)
     usleep(20000);
-  bool finished = hostCount(hostReadFile(log), done) >= jobs.size();
+  bool finished = hostCount(readFileText(log), done) >= jobs.size();
   kill(pid, SIGTERM);
   int status;
   struct rusage ru;
   if (wait4(pid, &status, 0, &ru) != pid || !finished)
   {
-    fprintf(stderr, "bench_delivery: %s did not finish:\n%s\n", way.name, hostReadFile(log).c_str());
+    fprintf(stderr, "bench_delivery: %s did not finish:\n%s\n", way.name, readFileText(log).c_str());
     return -1;
   }
-  hostRemoveTree(work);
+  removeTempDir(work);
   double cpu = ru.ru_utime.tv_sec + ru.ru_utime.tv_usec / 1e6 + ru.ru_stime.tv_sec + ru.ru_stime.tv_usec / 1e6;
   return cpu / (double)(jobs.size() * pagesPerJob);
 }
@@ -148,9 +149,9 @@ int main(int argc, char **argv)
   signal(SIGPIPE, SIG_IGN);
 
   /* The printer: a scheduler on 127.0.0.1 whose backend reads and drops. */
-  std::string dir = hostTempDir("bench-delivery");
+  std::string dir = makeTempDir("bench-delivery");
   std::string discard = dir + "/discard";
-  hostWriteFile(discard, "#!/bin/sh\n[ $# -eq 0 ] && exit 0\nif [ $# -ge 6 ]; then cat \"$6\"; else cat; fi >/dev/null\n");
+  writeFileBytes(discard, "#!/bin/sh\n[ $# -eq 0 ] && exit 0\nif [ $# -ge 6 ]; then cat \"$6\"; else cat; fi >/dev/null\n");
   chmod(discard.c_str(), 0755);
   CupsdFixture printer;
   CupsdStartOptions options;
@@ -208,7 +209,7 @@ int main(int argc, char **argv)
       way.cpuPerPage.push_back(cpu);
     }
   cupsdStop(&printer);
-  hostRemoveTree(dir);
+  removeTempDir(dir);
 
   double base = median(ways[0].cpuPerPage);
   printf("A4 pages at %u dpi RGB (%u x %u), text-like and photo-like, %u pages a job, %zu jobs, "

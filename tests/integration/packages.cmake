@@ -3,11 +3,10 @@
 # installs every component: it needs every installed target built first,
 # and it runs in the build folder, so one test of it at a time.
 corvane_add_gtest(integration_host_packages
-  SOURCES ${AREA_DIR}/test_host_packages.cpp ${AREA_DIR}/../tools/test_host_support.cpp
-  LIBS kivprinter_tools
+  SOURCES ${AREA_DIR}/test_host_packages.cpp
+  LIBS corvane_testsupport_host
   LOCK corvane_build_tree
   TIMEOUT 900)
-target_include_directories(integration_host_packages PRIVATE ${AREA_DIR}/../tools)
 target_compile_definitions(integration_host_packages PRIVATE
   CORVANE_CMAKE_COMMAND="${CMAKE_COMMAND}"
   CORVANE_CPACK_COMMAND="${CMAKE_CPACK_COMMAND}"

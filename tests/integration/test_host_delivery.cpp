@@ -18,8 +18,9 @@
 #include "child_process.h"
 #include "cupsd_fixture.h"
 #include "stream_writer.h"
-#include "test_delivery_support.h"
-#include "test_host_support.h"
+#include "delivery_support.h"
+#include "host_support.h"
+#include "test_files.h"
 
 namespace {
 
@@ -71,7 +72,7 @@ TEST_F(HostDelivery, ColourAndGrayPagesOnSeveralPapersArriveExactly)
   EXPECT_EQ(pages[0].header.PageSize[1], 792u);
 
   /* job.json records the delivery. */
-  std::string json = hostReadFile(jobFolder(out, 1) + "/job.json");
+  std::string json = readFileText(jobFolder(out, 1) + "/job.json");
   EXPECT_EQ(deliveryField(json, "state"), "delivered") << json;
   EXPECT_EQ(deliveryField(json, "jobState"), "completed");
   EXPECT_EQ(deliveryField(json, "printerJobId"), got[0].jobId);
@@ -116,11 +117,11 @@ TEST_F(HostDelivery, AnIncompleteJobIsKeptAndMarkedButNeverDelivered)
   ASSERT_TRUE(receiverWaitFor(&r, false, "job 2: delivered", 60)) << receiverOut(&r) << receiverErr(&r);
   EXPECT_EQ(remoteCaptured(remote).size(), 1u);
   std::string folder = jobFolder(out, 1);
-  std::string json = hostReadFile(folder + "/job.json");
+  std::string json = readFileText(folder + "/job.json");
   EXPECT_NE(json.find("\"status\":\"incomplete\""), std::string::npos) << json;
   EXPECT_EQ(deliveryField(json, "state"), "incomplete");
   EXPECT_EQ(deliveryField(json, "attempts"), "0");
-  EXPECT_NE(hostReadFile(folder + "/delivery.state").find("state=incomplete\n"), std::string::npos);
+  EXPECT_NE(readFileText(folder + "/delivery.state").find("state=incomplete\n"), std::string::npos);
   /* Kept: its page and document stay. */
   EXPECT_TRUE(hostExists(folder + "/page-001.png"));
   EXPECT_TRUE(hostExists(folder + "/document.pwg"));

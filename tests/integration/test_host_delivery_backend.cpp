@@ -15,8 +15,9 @@
 #include "child_process.h"
 #include "cupsd_fixture.h"
 #include "stream_writer.h"
-#include "test_delivery_support.h"
-#include "test_host_support.h"
+#include "delivery_support.h"
+#include "host_support.h"
+#include "test_files.h"
 
 namespace {
 
@@ -56,7 +57,7 @@ TEST_F(HostDelivery, JobsFromTheRealBackendArriveAsSent)
     std::string stream;
     ASSERT_EQ(build_print_stream(&stream, settings, {cases[i].image}), 1);
     std::string file = dir + "/job.stream";
-    ASSERT_TRUE(hostWriteFile(file, stream));
+    ASSERT_TRUE(writeFileBytes(file, stream));
     ChildOptions o;
     o.argv = {std::string(CORVANE_BIN_DIR) + "/CorvaneBackend", std::to_string(i + 1), "user", "title", "1", "",
               file};

@@ -15,8 +15,9 @@
 #include <gtest/gtest.h>
 
 #include "cupsd_fixture.h"
-#include "test_delivery_support.h"
-#include "test_host_support.h"
+#include "delivery_support.h"
+#include "host_support.h"
+#include "test_files.h"
 
 namespace {
 
@@ -45,7 +46,7 @@ TEST_F(HostDelivery, ThePrinterAwayWhenAJobArrivesGetsItOnceWhenBack)
   std::vector<Captured> got = remoteCaptured(remote);
   ASSERT_EQ(got.size(), 1u);
   expectDelivered(got[0], {page}, "iso_a4_210x297mm", "one-sided", "color");
-  std::string json = hostReadFile(jobFolder(out, 1) + "/job.json");
+  std::string json = readFileText(jobFolder(out, 1) + "/job.json");
   EXPECT_EQ(deliveryField(json, "state"), "delivered");
   EXPECT_GE(atoi(deliveryField(json, "attempts").c_str()), 3) << json;
   /* Every attempt was one line. */
@@ -62,7 +63,7 @@ TEST_F(HostDelivery, ARefusingPrinterGetsTheJobOnceItAccepts)
   ASSERT_TRUE(receiverWaitFor(&r, true, "kivprinter-host: job 1: delivery attempt 2 to " + remote->uri + " failed: Print-Job: ", 30))
     << receiverErr(&r);
   EXPECT_NE(receiverErr(&r).find("not-accepting-jobs"), std::string::npos) << receiverErr(&r);
-  std::string json = hostReadFile(jobFolder(out, 1) + "/job.json");
+  std::string json = readFileText(jobFolder(out, 1) + "/job.json");
   EXPECT_EQ(deliveryField(json, "state"), "pending");
   EXPECT_NE(deliveryField(json, "lastError").find("not-accepting-jobs"), std::string::npos) << json;
   ASSERT_EQ(cupsdRunClient(&remote->cupsd, {"cupsaccept", "Remote"}), 0) << cupsdLastError();
@@ -81,7 +82,7 @@ TEST_F(HostDelivery, AHostStoppedWithAJobWaitingDeliversItOnceAfterItsRestart)
   ASSERT_TRUE(receiverWaitFor(&r, true, "kivprinter-host: job 1: delivery attempt 1 to ", 30)) << receiverErr(&r);
   EXPECT_EQ(receiverStop(&r, SIGTERM, 30), 0) << receiverErr(&r);
   std::string folder = jobFolder(out, 1);
-  EXPECT_NE(hostReadFile(folder + "/delivery.state").find("state=pending\n"), std::string::npos);
+  EXPECT_NE(readFileText(folder + "/delivery.state").find("state=pending\n"), std::string::npos);
   ASSERT_EQ(cupsdRunClient(&remote->cupsd, {"cupsaccept", "Remote"}), 0) << cupsdLastError();
 
   startHost();
@@ -112,13 +113,13 @@ TEST_F(HostDelivery, ALostPrintJobAnswerIsLookedUpNotSentAgain)
 
   /* As if the host had died after sending, before the answer came. */
   std::string folder = jobFolder(out, 1);
-  std::string state = hostReadFile(folder + "/delivery.state");
+  std::string state = readFileText(folder + "/delivery.state");
   size_t at = state.find("state=delivered\n");
   ASSERT_NE(at, std::string::npos) << state;
   state.replace(at, 16, "state=sending\n");
   at = state.find("printer-job-id=");
   state.replace(at, state.find('\n', at) - at, "printer-job-id=0");
-  ASSERT_TRUE(hostWriteFile(folder + "/delivery.state", state));
+  ASSERT_TRUE(writeFileBytes(folder + "/delivery.state", state));
 
   startHost();
   ASSERT_TRUE(receiverWaitFor(&r, false,

@@ -25,8 +25,9 @@
 #include <gtest/gtest.h>
 
 #include "child_process.h"
-#include "test_delivery_support.h"
-#include "test_host_support.h"
+#include "delivery_support.h"
+#include "host_support.h"
+#include "test_files.h"
 
 namespace {
 
@@ -179,7 +180,7 @@ protected:
   void SetUp() override
   {
     signal(SIGPIPE, SIG_IGN);
-    dir = hostTempDir("host-printer-kinds");
+    dir = makeTempDir("host-printer-kinds");
     socketPath = dir + "/host.sock";
     out = dir + "/spool";
   }
@@ -190,7 +191,7 @@ protected:
       EXPECT_EQ(receiverStop(&r, SIGTERM, 30), 0) << receiverErr(&r);
     }
     printerStop(&printer);
-    hostRemoveTree(dir);
+    removeTempDir(dir);
   }
   void start(const std::vector<std::string> &extra = {})
   {
@@ -229,7 +230,7 @@ TEST_F(HostPrinterKinds, APrinterWithoutPwgRasterKeepsTheJobAndSaysSo)
                               30))
     << receiverErr(&r);
   EXPECT_EQ(printer.printJobs.load(), 0);
-  std::string json = hostReadFile(folder + "/job.json");
+  std::string json = readFileText(folder + "/job.json");
   EXPECT_EQ(deliveryField(json, "state"), "unsupported") << json;
   EXPECT_EQ(deliveryField(json, "lastError"), "document-format-supported: application/pdf, image/jpeg");
   EXPECT_TRUE(hostExists(folder + "/document.pwg"));
@@ -262,7 +263,7 @@ TEST_F(HostPrinterKinds, AttributesThePrinterIgnoresAreRecorded)
                               30))
     << receiverOut(&r) << receiverErr(&r);
   ASSERT_TRUE(receiverWaitFor(&r, false, "job 1: delivered: job 7 on " + uri + " completed\n", 30)) << receiverOut(&r);
-  std::string json = hostReadFile(out + "/0001-Ignored/job.json");
+  std::string json = readFileText(out + "/0001-Ignored/job.json");
   EXPECT_NE(json.find("\"ignoredAttributes\":[\"sides\",\"print-color-mode\"]"), std::string::npos) << json;
   EXPECT_EQ(deliveryField(json, "ippStatus"), "successful-ok-ignored-or-substituted-attributes");
   EXPECT_EQ(deliveryField(json, "state"), "delivered");
@@ -270,7 +271,7 @@ TEST_F(HostPrinterKinds, AttributesThePrinterIgnoresAreRecorded)
   /* The whole document reached the printer. */
   std::lock_guard<std::mutex> hold(printer.lock);
   ASSERT_EQ(printer.documentBytes.size(), 1u);
-  EXPECT_EQ(printer.documentBytes[0], hostReadFile(out + "/0001-Ignored/document.pwg").size());
+  EXPECT_EQ(printer.documentBytes[0], readFileText(out + "/0001-Ignored/document.pwg").size());
 }
 
 TEST_F(HostPrinterKinds, OnceWaitsForTheJobsDelivery)
@@ -286,7 +287,7 @@ TEST_F(HostPrinterKinds, OnceWaitsForTheJobsDelivery)
 
 TEST(HostForwardOptions, WhatCannotBeForwardedToIsRefusedAtStart)
 {
-  std::string dir = hostTempDir("host-forward-options");
+  std::string dir = makeTempDir("host-forward-options");
   struct Case
   {
     std::vector<std::string> args;
@@ -315,7 +316,7 @@ TEST(HostForwardOptions, WhatCannotBeForwardedToIsRefusedAtStart)
     EXPECT_EQ(r.out, "");
     EXPECT_FALSE(hostExists(dir + "/host.sock"));
   }
-  hostRemoveTree(dir);
+  removeTempDir(dir);
 }
 
 } // namespace

@@ -15,7 +15,8 @@
 #include <gtest/gtest.h>
 
 #include "child_process.h"
-#include "test_host_support.h"
+#include "host_support.h"
+#include "test_files.h"
 
 namespace {
 
@@ -86,7 +87,7 @@ protected:
 
   static void SetUpTestSuite()
   {
-    dir = hostTempDir("host-packages");
+    dir = makeTempDir("host-packages");
     arch = shell("dpkg --print-architecture").out;
     while (!arch.empty() && arch.back() == '\n')
       arch.pop_back();
@@ -95,7 +96,7 @@ protected:
                  {}, 900, CORVANE_BUILD_DIR);
   }
 
-  static void TearDownTestSuite() { hostRemoveTree(dir); }
+  static void TearDownTestSuite() { removeTempDir(dir); }
 
   std::string deb(const std::string &package)
   {
@@ -179,7 +180,7 @@ TEST_F(HostPackages, TheHostPackagesConffileAndMaintainerScripts)
   std::string control = dir + "/host-control";
   ChildResult r = shell("dpkg-deb -e " + quote(deb("kivprinter-host")) + " " + quote(control));
   ASSERT_EQ(r.exitStatus, 0) << r.err;
-  EXPECT_EQ(hostReadFile(control + "/conffiles"), "/etc/default/kivprinter-host\n");
+  EXPECT_EQ(readFileText(control + "/conffiles"), "/etc/default/kivprinter-host\n");
   for (const char *script : {"postinst", "prerm", "postrm"})
   {
     std::string path = control + "/" + script;
@@ -188,7 +189,7 @@ TEST_F(HostPackages, TheHostPackagesConffileAndMaintainerScripts)
     EXPECT_EQ(st.st_mode & 0777, 0755u) << script;
     EXPECT_EQ(shell("sh -n " + quote(path)).exitStatus, 0) << script;
   }
-  std::string postinst = hostReadFile(control + "/postinst");
+  std::string postinst = readFileText(control + "/postinst");
   EXPECT_NE(postinst.find("systemd-tmpfiles --create kivprinter-host.conf"), std::string::npos);
   EXPECT_NE(postinst.find("deb-systemd-invoke start kivprinter-host.socket"), std::string::npos);
 }
@@ -212,19 +213,19 @@ TEST_F(HostPackages, UnpackedProgramsRunFromTheirInstalledPaths)
 
   /* The service runs the installed program on the spool, with the options
      of the default file. */
-  std::string service = hostReadFile(root + "/lib/systemd/system/kivprinter-host.service");
+  std::string service = readFileText(root + "/lib/systemd/system/kivprinter-host.service");
   EXPECT_NE(service.find("\nExecStart=/usr/bin/kivprinter-host --out /var/spool/kivprinter $KIVPRINTER_HOST_OPTIONS\n"),
             std::string::npos)
     << service;
   EXPECT_NE(service.find("\nEnvironmentFile=-/etc/default/kivprinter-host\n"), std::string::npos);
   EXPECT_NE(service.find("\nUser=lp\n"), std::string::npos);
-  std::string socket = hostReadFile(root + "/lib/systemd/system/kivprinter-host.socket");
+  std::string socket = readFileText(root + "/lib/systemd/system/kivprinter-host.socket");
   for (const char *line : {"\nListenStream=/tmp/kivprinter.sock\n", "\nSocketMode=0660\n", "\nSocketGroup=lp\n"})
     EXPECT_NE(socket.find(line), std::string::npos) << line;
-  EXPECT_EQ(hostReadFile(root + "/usr/lib/tmpfiles.d/kivprinter-host.conf"),
+  EXPECT_EQ(readFileText(root + "/usr/lib/tmpfiles.d/kivprinter-host.conf"),
             "# The spool of kivprinter-host: one folder per job, kept until removed.\n"
             "d /var/spool/kivprinter 0750 lp lp -\n");
-  EXPECT_NE(hostReadFile(root + "/etc/default/kivprinter-host").find("\nKIVPRINTER_HOST_OPTIONS=\"\"\n"),
+  EXPECT_NE(readFileText(root + "/etc/default/kivprinter-host").find("\nKIVPRINTER_HOST_OPTIONS=\"\"\n"),
             std::string::npos);
 
   /* systemd's own check of the units, with ExecStart pointing at the
@@ -234,8 +235,8 @@ TEST_F(HostPackages, UnpackedProgramsRunFromTheirInstalledPaths)
   std::string unpacked = service;
   size_t at = unpacked.find("ExecStart=/usr/bin/");
   unpacked.replace(at, 19, "ExecStart=" + root + "/usr/bin/");
-  ASSERT_TRUE(hostWriteFile(units + "/kivprinter-host.service", unpacked));
-  ASSERT_TRUE(hostWriteFile(units + "/kivprinter-host.socket", socket));
+  ASSERT_TRUE(writeFileBytes(units + "/kivprinter-host.service", unpacked));
+  ASSERT_TRUE(writeFileBytes(units + "/kivprinter-host.socket", socket));
   r = shell("systemd-analyze verify " + quote(units + "/kivprinter-host.socket") + " " +
             quote(units + "/kivprinter-host.service"));
   EXPECT_EQ(r.exitStatus, 0) << r.out << r.err;
@@ -249,13 +250,13 @@ TEST_F(HostPackages, UnpackedProgramsRunFromTheirInstalledPaths)
 
 TEST(HostServiceInstall, CmakeInstallPutsTheUnitsWhereSystemdReadsThem)
 {
-  std::string dir = hostTempDir("host-units");
+  std::string dir = makeTempDir("host-units");
   std::string stage = dir + "/stage";
   ChildResult r = shell(quote(CORVANE_CMAKE_COMMAND) + " --install " + quote(CORVANE_BUILD_DIR) +
                           " --prefix /opt/kivtest --component host",
                         {"DESTDIR=" + stage});
   ASSERT_EQ(r.exitStatus, 0) << r.out << r.err;
-  std::string service = hostReadFile(stage + CORVANE_UNIT_DIR + "/kivprinter-host.service");
+  std::string service = readFileText(stage + CORVANE_UNIT_DIR + "/kivprinter-host.service");
   EXPECT_NE(service.find("\nExecStart=/opt/kivtest/bin/kivprinter-host --out /var/spool/kivprinter "
                          "$KIVPRINTER_HOST_OPTIONS\n"),
             std::string::npos)
@@ -263,7 +264,7 @@ TEST(HostServiceInstall, CmakeInstallPutsTheUnitsWhereSystemdReadsThem)
   EXPECT_TRUE(hostExists(stage + CORVANE_UNIT_DIR + "/kivprinter-host.socket"));
   EXPECT_TRUE(hostExists(stage + "/etc/default/kivprinter-host"));
   EXPECT_TRUE(hostExists(stage + "/opt/kivtest/bin/kivprinter-host"));
-  hostRemoveTree(dir);
+  removeTempDir(dir);
 }
 
 } // namespace

@@ -18,7 +18,8 @@
 
 #include <gtest/gtest.h>
 
-#include "test_host_support.h"
+#include "host_support.h"
+#include "test_files.h"
 
 namespace {
 
@@ -79,12 +80,12 @@ class HostActivation : public ::testing::Test
 protected:
   std::string dir;
   Receiver r;
-  void SetUp() override { dir = hostTempDir("host-activation"); }
+  void SetUp() override { dir = makeTempDir("host-activation"); }
   void TearDown() override
   {
     if (r.pid > 0)
       receiverStop(&r, SIGKILL, 10);
-    hostRemoveTree(dir);
+    removeTempDir(dir);
   }
 };
 
