@@ -236,7 +236,9 @@ HangUp runHangUpOnce(const Script &s, size_t limit, size_t split)
       double deadline = monotonicNow() + 120;
       while (!host.closed.load() && backendAlive(&b) && monotonicNow() < deadline)
         usleep(2000);
-      h.hostClosed = host.closed.load();
+      /* A backend that ended has met the closed connection, and may have
+         done so between the host's close() and its flag: wait for that. */
+      h.hostClosed = host.closed.load() || closingHostWaitClosed(&host, 30);
     }
     backendWrite(&b, second);
     backendCloseInput(&b);
