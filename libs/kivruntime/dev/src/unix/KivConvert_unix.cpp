@@ -703,26 +703,78 @@ unsigned int KivStrUTF16ToUCS4(unsigned int *dest, unsigned int capacity, unsign
   return w.Finish();
 }
 
+/* Length of a text of 32-bit units up to its zero (0 for null).  Where
+ * wchar_t is a 32-bit unit too, the C library's wcslen measures it many
+ * units per step; elsewhere one unit at a time. */
+static uint64_t KivUnit32Length(unsigned int const *s)
+{
+  if (!s)
+    return 0;
+  if (sizeof(wchar_t) == sizeof(unsigned int))
+    return (uint64_t)wcslen(reinterpret_cast<wchar_t const *>(s));
+  return KivUnitLength(s);
+}
+
 /*
  * KivStrUCS4ToUTF16 - values up to 0xFFFF are one unit (surrogate values
  * pass through); U+10000 to U+10FFFF a surrogate pair, written whole or not
  * at all.  A value above U+10FFFF gives a '?' unit and then the pair built
  * from its bits by the same formula, each half kept to 16 bits: three units,
  * the '?' and the pair being two separate items.  The result counts units.
+ *
+ * While eight characters and 24 units of room are left, eight characters
+ * are taken at once: when none is above 0xFFFF (the common case) they are
+ * narrowed in one block, otherwise converted one by one, which cannot run
+ * out of room either (three units at most per character).  Near the end of
+ * the room the writer weighs each item.
  */
 unsigned int KivStrUCS4ToUTF16(unsigned short *dest, unsigned int capacity, unsigned int const *src, unsigned int count)
 {
-  uint64_t n = KivInputCount(src, count);
+  uint64_t n = src ? (count == 0xFFFFFFFFu ? KivUnit32Length(src) : count) : 0;
   KivWriter<unsigned short> w(dest, capacity);
   uint64_t i = 0;
   if (w.writing)
   {
-    /* No character takes more than three units: while three are left,
-         * write without the writer's bookkeeping; it takes over near the
-         * end of the room. */
     unsigned short *d = w.dest;
     const unsigned int room = w.room;
     unsigned int pos = 0;
+    while (n - i >= 8 && room - pos >= 24)
+    {
+      /* A local copy, so that the compiler may widen the block: stores
+       * into the destination cannot change it. */
+      uint32_t c[8];
+      uint32_t any = 0;
+      for (unsigned int k = 0; k < 8; k++)
+      {
+        c[k] = src[i + k];
+        any |= c[k];
+      }
+      if (any <= 0xFFFF)
+      {
+        for (unsigned int k = 0; k < 8; k++)
+          d[pos + k] = (unsigned short)c[k];
+        pos += 8;
+        i += 8;
+        continue;
+      }
+      for (unsigned int k = 0; k < 8; k++)
+      {
+        const uint32_t v = c[k];
+        if (v <= 0xFFFF)
+        {
+          d[pos++] = (unsigned short)v;
+          continue;
+        }
+        if (v > 0x10FFFF)
+          d[pos++] = (unsigned short)'?';
+        d[pos] = (unsigned short)(((v >> 10) + 0xD7C0) & 0xFFFF);
+        d[pos + 1] = (unsigned short)((v & 0x3FF) + 0xDC00);
+        pos += 2;
+      }
+      i += 8;
+    }
+    /* Fewer than eight characters, or the end of the room near: while
+     * three units are left no character can fail to fit. */
     for (; i < n && room - pos >= 3; i++)
     {
       uint32_t c = src[i];
