@@ -10,6 +10,7 @@
  */
 #include "KivString_unix.h"
 
+#include <langinfo.h>
 #include <limits.h>
 #include <string.h>
 #include <wchar.h>
@@ -438,6 +439,262 @@ unsigned int IPosRanges(const C *hay, unsigned int lh, const C *needle, unsigned
       return kNotFound;
     off += step;
   }
+}
+
+/* The narrow search where the locale's folds are not kept between calls:
+ * the same walk as IPosRanges with its offsets found faster (lh >= ln > 0).  Most of the time goes into passing over offsets whose lead byte
+ * cannot match, so that part looks at a table instead of the memo: pass[b]
+ * is 1 for a byte below 0x80 already known to fold to something other than
+ * the needle's first character.  Such a byte is a whole character of its
+ * own (step 1), so a run of them is passed over four at a time without any
+ * other work.  A byte met for the first time, a byte that may start a
+ * match and every byte of 0x80 or above (whose step is the locale's
+ * character length) stop the run and are dealt with exactly as in
+ * IPosRanges, so the offsets tried and the result are the same. */
+unsigned int IPosNarrowMemo(const char *hay, unsigned int lh, const char *needle, unsigned int ln)
+{
+  TFoldMemo memo;
+  memset(memo.known, 0, sizeof memo.known);
+  unsigned char pass[256];
+  memset(pass, 0, sizeof pass);
+  const unsigned char *h = reinterpret_cast<const unsigned char *>(hay);
+  const int32_t first = MemoFoldElement(memo, needle[0]);
+  const unsigned int last = lh - ln;
+  unsigned int off = 0;
+  for (;;)
+  {
+    while (last - off >= 4 && (pass[h[off]] & pass[h[off + 1]] & pass[h[off + 2]] & pass[h[off + 3]]))
+      off += 4;
+    const unsigned char b = h[off];
+    if (!pass[b])
+    {
+      const int32_t fold = MemoFoldElement(memo, hay[off]);
+      if (fold == first)
+      {
+        if (IEqRangesMemo(memo, hay + off, needle, ln))
+          return off;
+      }
+      else if (b < 0x80)
+      {
+        pass[b] = 1;
+      }
+    }
+    const unsigned int step = StepAt(hay + off);
+    if (step > last - off)
+      return kNotFound;
+    off += step;
+  }
+}
+
+/* The folds of the 256 narrow byte values in one locale, and for each byte
+ * the bytes below 0x80 that fold to the same value (the first two of them;
+ * nAscii counts up to three).  Working them out takes 256 calls into the C
+ * library, more than a short search costs in all, so a thread keeps them
+ * for as long as its locale's character data stays the same. */
+struct TNarrowFolds
+{
+  const void *ctype; /* identity of the character data the folds are of */
+  int32_t fold[256];
+  unsigned char nAscii[256];
+  unsigned char ascii[256][2];
+};
+
+/* The folds of the current locale, or null where the locale's character
+ * data cannot be told apart cheaply.  With the GNU C library the name of
+ * the character set that nl_langinfo returns lies inside the character
+ * data of the thread's current locale (global or its own), which stays in
+ * place while it is in use: a different pointer means other data. */
+const TNarrowFolds *NarrowFoldsOfLocale()
+{
+#if defined(__GLIBC__)
+  static thread_local TNarrowFolds t_folds;
+  const void *ctype = nl_langinfo(CODESET);
+  if (t_folds.ctype != ctype)
+  {
+    for (unsigned int b = 0; b < 256; b++)
+      t_folds.fold[b] = FoldElement((char)(unsigned char)b);
+    for (unsigned int b = 0; b < 256; b++)
+    {
+      unsigned int n = 0;
+      for (unsigned int c = 0; c < 0x80 && n < 3; c++)
+      {
+        if (t_folds.fold[c] != t_folds.fold[b])
+          continue;
+        if (n < 2)
+          t_folds.ascii[b][n] = (unsigned char)c;
+        n++;
+      }
+      t_folds.nAscii[b] = (unsigned char)n;
+    }
+    t_folds.ctype = ctype;
+  }
+  return &t_folds;
+#else
+  return nullptr;
+#endif
+}
+
+/* Whether ICmpRanges(a, n, b, n) would give 0, with the folds from the
+ * table: the exact walk, each side stepping by its own character length. */
+bool IEqNarrowFolded(const TNarrowFolds &f, const char *a, const char *b, unsigned int n)
+{
+  uint64_t pa = 0;
+  uint64_t pb = 0;
+  while (pa < n && pb < n)
+  {
+    if (f.fold[(unsigned char)a[pa]] != f.fold[(unsigned char)b[pb]])
+      return false;
+    pa += StepAt(a + pa);
+    pb += StepAt(b + pb);
+  }
+  return true;
+}
+
+/* Offset (0-7) of the first byte that mask marks among eight bytes read
+ * as one word, mask being non-zero and holding only top bits of bytes.
+ * The marks may include false ones (the zero-byte test borrows into the
+ * byte above a zero), but never ahead of every true one in memory order,
+ * so the offset is never beyond the first true mark.  Where the byte order
+ * is not known at compile time: 0, and the caller goes one byte on. */
+inline unsigned int FirstMarked(uint64_t mask)
+{
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  return (unsigned int)__builtin_ctzll(mask) >> 3;
+#elif defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+  return (unsigned int)__builtin_clzll(mask) >> 3;
+#else
+  (void)mask;
+  return 0;
+#endif
+}
+
+/* The narrow search with the locale's folds at hand (lh >= ln > 0); the
+ * same offsets are tried, in the same order, as by IPosRanges.
+ *
+ * An offset can start a match only if its lead byte folds like the
+ * needle's first byte.  Below 0x80 those bytes are known from the table
+ * (usually the upper- and lower-case letter); every byte of 0x80 or above
+ * is looked at too, as it may start a character of several bytes.  Runs of
+ * other bytes, each a character of its own, are passed over eight at a
+ * time: one word read, and three tests on all its bytes at once (top bit
+ * set; equal to either candidate, by the usual test for a zero byte in a
+ * word of x XOR candidate).  At an offset that may start a match, an ASCII
+ * needle against ASCII text is compared through the table one byte per
+ * step; anything else takes the exact walk. */
+unsigned int IPosNarrowFolded(const TNarrowFolds &f, const char *hay, unsigned int lh, const char *needle,
+                              unsigned int ln)
+{
+  const unsigned char *h = reinterpret_cast<const unsigned char *>(hay);
+  const unsigned char *nd = reinterpret_cast<const unsigned char *>(needle);
+  const unsigned char n0 = nd[0];
+  if (f.nAscii[n0] > 2)
+    return IPosNarrowMemo(hay, lh, needle, ln);
+  const int32_t first = f.fold[n0];
+  /* With fewer than two candidates below 0x80 the word test repeats one,
+   * or looks for 0x80, a byte it stops at anyway. */
+  const unsigned char c1 = f.nAscii[n0] > 0 ? f.ascii[n0][0] : 0x80;
+  const unsigned char c2 = f.nAscii[n0] > 1 ? f.ascii[n0][1] : c1;
+  bool asciiNeedle = true;
+  for (unsigned int k = 0; k < ln && asciiNeedle; k++)
+    asciiNeedle = nd[k] < 0x80;
+
+  /* Where the needle starts with two ASCII bytes whose candidates are
+   * known, a byte is also passed over when the byte after it cannot match
+   * the second one: in ordinary text most single-letter candidates fall
+   * away there. */
+  const bool pairs = ln >= 2 && n0 < 0x80 && nd[1] < 0x80 && f.nAscii[nd[1]] <= 2;
+  const unsigned char d1 = pairs && f.nAscii[nd[1]] > 0 ? f.ascii[nd[1]][0] : 0x80;
+  const unsigned char d2 = pairs && f.nAscii[nd[1]] > 1 ? f.ascii[nd[1]][1] : d1;
+
+  const uint64_t ones = 0x0101010101010101ull;
+  const uint64_t highs = 0x8080808080808080ull;
+  const uint64_t w1 = ones * c1;
+  const uint64_t w2 = ones * c2;
+  const uint64_t v1 = ones * d1;
+  const uint64_t v2 = ones * d2;
+  const unsigned int last = lh - ln;
+  unsigned int off = 0;
+  for (;;)
+  {
+    /* Eight bytes (nine with the pair test) are read only while they
+     * all lie within last + 1 bytes, which are inside hay as ln >= 1
+     * (ln >= 2 for the pair test). */
+    while (last - off >= 8)
+    {
+      uint64_t w;
+      memcpy(&w, h + off, 8);
+      const uint64_t x1 = w ^ w1;
+      const uint64_t x2 = w ^ w2;
+      uint64_t marks = ((x1 - ones) & ~x1) | ((x2 - ones) & ~x2);
+      if (pairs)
+      {
+        /* The byte after each candidate must be able to match the
+         * needle's second byte: equal to one of its candidates, or of
+         * 0x80 or above (judged by the exact walk). */
+        uint64_t v;
+        memcpy(&v, h + off + 1, 8);
+        const uint64_t y1 = v ^ v1;
+        const uint64_t y2 = v ^ v2;
+        marks &= ((y1 - ones) & ~y1) | ((y2 - ones) & ~y2) | v;
+      }
+      marks = (marks | w) & highs;
+      if (marks != 0)
+      {
+        off += FirstMarked(marks);
+        break;
+      }
+      off += 8;
+    }
+    const unsigned char b = h[off];
+    if (f.fold[b] == first)
+    {
+      bool same;
+      if (asciiNeedle && b < 0x80)
+      {
+        /* Both sides step one byte at a time for as long as the text
+         * stays below 0x80; at its first other byte the exact walk
+         * decides from the start. */
+        same = true;
+        for (unsigned int k = 1; k < ln; k++)
+        {
+          const unsigned char t = h[off + k];
+          if (t >= 0x80)
+          {
+            same = IEqNarrowFolded(f, hay + off, needle, ln);
+            break;
+          }
+          if (f.fold[t] != f.fold[nd[k]])
+          {
+            same = false;
+            break;
+          }
+        }
+      }
+      else
+      {
+        same = IEqNarrowFolded(f, hay + off, needle, ln);
+      }
+      if (same)
+        return off;
+    }
+    const unsigned int step = b < 0x80 ? 1u : StepAt(hay + off);
+    if (step > last - off)
+      return kNotFound;
+    off += step;
+  }
+}
+
+/* The narrow search (see IPosRanges). */
+unsigned int IPosRanges(const char *hay, unsigned int lh, const char *needle, unsigned int ln)
+{
+  if (lh < ln)
+    return kNotFound;
+  if (ln == 0)
+    return 0;
+  const TNarrowFolds *f = NarrowFoldsOfLocale();
+  if (f)
+    return IPosNarrowFolded(*f, hay, lh, needle, ln);
+  return IPosNarrowMemo(hay, lh, needle, ln);
 }
 
 template <typename C>
