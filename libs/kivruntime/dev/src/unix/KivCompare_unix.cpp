@@ -9,12 +9,17 @@
  * narrow KivStrIEq/KivStrICmp) are separate functions.
  */
 #include "KivString_unix.h"
+#include "KivVector_unix.h"
 
 #include <langinfo.h>
 #include <limits.h>
 #include <string.h>
 #include <wchar.h>
 #include <wctype.h>
+
+#if defined(KIV_VECTOR_X86)
+#include <emmintrin.h>
+#endif
 
 namespace {
 
@@ -568,19 +573,141 @@ inline unsigned int FirstMarked(uint64_t mask)
 #endif
 }
 
+/* How common each byte is in everyday text, roughly (letters by their
+ * frequency in English, either case; blank and punctuation common, other
+ * bytes rare).  Only used to choose which two neighbouring needle bytes
+ * the search looks for first: any choice gives the same result. */
+struct TByteCommonness
+{
+  unsigned char at[256];
+};
+
+constexpr TByteCommonness MakeByteCommonness()
+{
+  TByteCommonness t{};
+  const char letters[] = "etaoinshrdlcumwfgypbvkjxqz"; /* most common first */
+  for (int b = 0; b < 256; b++)
+    t.at[b] = 4;
+  for (int b = '0'; b <= '9'; b++)
+    t.at[b] = 10;
+  t.at[(unsigned char)'.'] = 20;
+  t.at[(unsigned char)','] = 20;
+  t.at[(unsigned char)'-'] = 20;
+  t.at[(unsigned char)'\n'] = 20;
+  t.at[(unsigned char)' '] = 64;
+  for (int k = 0; k < 26; k++)
+  {
+    t.at[(unsigned char)letters[k]] = (unsigned char)(60 - 2 * k);
+    t.at[(unsigned char)(letters[k] - 'a' + 'A')] = (unsigned char)(60 - 2 * k);
+  }
+  return t;
+}
+
+constexpr TByteCommonness s_byteCommonness = MakeByteCommonness();
+
+#if defined(KIV_VECTOR_X86)
+/* The pair test (see IPosNarrowFolded) sixteen offsets at a time with the
+ * 16-byte compares of SSE2.  Starts at off and returns the offset it got
+ * to: the first that may match (marked set), or where sixteen offsets
+ * with their bytes all below 0x80 are no longer ahead (marked clear; the
+ * caller goes on from there).  Reads only bytes before lh. */
+__attribute__((target("sse2"))) unsigned int PairPassSSE2(const unsigned char *h, unsigned int lh,
+                                                          unsigned int last, unsigned int off, unsigned int pk,
+                                                          unsigned int &asciiEnd, const unsigned char cand[4],
+                                                          bool &marked)
+{
+  const __m128i a1 = _mm_set1_epi8((char)cand[0]);
+  const __m128i a2 = _mm_set1_epi8((char)cand[1]);
+  const __m128i b1 = _mm_set1_epi8((char)cand[2]);
+  const __m128i b2 = _mm_set1_epi8((char)cand[3]);
+  marked = false;
+  while (last - off >= 15)
+  {
+    if (asciiEnd < off)
+      asciiEnd = off;
+    while (asciiEnd - off < pk + 17 && lh - asciiEnd >= 16)
+    {
+      const int high = _mm_movemask_epi8(_mm_loadu_si128((const __m128i *)(const void *)(h + asciiEnd)));
+      if (high)
+      {
+        asciiEnd += (unsigned int)__builtin_ctz((unsigned int)high);
+        break;
+      }
+      asciiEnd += 16;
+    }
+    if (asciiEnd - off < pk + 17)
+      break;
+    const __m128i x = _mm_loadu_si128((const __m128i *)(const void *)(h + off + pk));
+    const __m128i y = _mm_loadu_si128((const __m128i *)(const void *)(h + off + pk + 1));
+    const __m128i mx = _mm_or_si128(_mm_cmpeq_epi8(x, a1), _mm_cmpeq_epi8(x, a2));
+    const __m128i my = _mm_or_si128(_mm_cmpeq_epi8(y, b1), _mm_cmpeq_epi8(y, b2));
+    const int m = _mm_movemask_epi8(_mm_and_si128(mx, my));
+    if (m != 0)
+    {
+      marked = true;
+      return off + (unsigned int)__builtin_ctz((unsigned int)m);
+    }
+    off += 16;
+  }
+  return off;
+}
+#endif
+
+/* The word of eight bytes with the top bit of each byte that equals a or b
+ * set, and possibly also of bytes just above such a byte (the usual test
+ * for a zero byte, on x XOR a, borrows into the byte above a zero). */
+inline uint64_t MarkEither(uint64_t x, uint64_t a, uint64_t b)
+{
+  const uint64_t ones = 0x0101010101010101ull;
+  const uint64_t xa = x ^ a;
+  const uint64_t xb = x ^ b;
+  return ((xa - ones) & ~xa) | ((xb - ones) & ~xb);
+}
+
+/* Whether the needle matches at hay (an offset whose lead byte folds like
+ * the needle's first one, or any offset for an ASCII needle): for an ASCII
+ * needle both sides step a byte at a time for as long as the text stays
+ * below 0x80, and at the text's first other byte the exact walk decides
+ * from the start; any other needle takes the exact walk. */
+bool MatchAt(const TNarrowFolds &f, const char *hay, const char *needle, unsigned int ln, bool asciiNeedle)
+{
+  if (!asciiNeedle)
+    return IEqNarrowFolded(f, hay, needle, ln);
+  const unsigned char *h = reinterpret_cast<const unsigned char *>(hay);
+  const unsigned char *nd = reinterpret_cast<const unsigned char *>(needle);
+  for (unsigned int k = 0; k < ln; k++)
+  {
+    const unsigned char t = h[k];
+    if (t >= 0x80)
+      return IEqNarrowFolded(f, hay, needle, ln);
+    if (f.fold[t] != f.fold[nd[k]])
+      return false;
+  }
+  return true;
+}
+
 /* The narrow search with the locale's folds at hand (lh >= ln > 0); the
- * same offsets are tried, in the same order, as by IPosRanges.
+ * result is that of IPosRanges, as every offset passed over here is one
+ * at which its walk would fail.
  *
- * An offset can start a match only if its lead byte folds like the
- * needle's first byte.  Below 0x80 those bytes are known from the table
- * (usually the upper- and lower-case letter); every byte of 0x80 or above
- * is looked at too, as it may start a character of several bytes.  Runs of
- * other bytes, each a character of its own, are passed over eight at a
- * time: one word read, and three tests on all its bytes at once (top bit
- * set; equal to either candidate, by the usual test for a zero byte in a
- * word of x XOR candidate).  At an offset that may start a match, an ASCII
- * needle against ASCII text is compared through the table one byte per
- * step; anything else takes the exact walk. */
+ * The bytes below 0x80 that fold like a given needle byte are known from
+ * the table (usually the upper- and lower-case letter), and within a run
+ * of such bytes every byte is a character of its own, so needle and text
+ * are compared byte by byte there.  Two ways of passing over offsets, both
+ * eight at a time with one word read per test:
+ *
+ * - Pair test, for an ASCII needle of two or more bytes: for two
+ *   neighbouring needle bytes k and k+1 (the least common pair), an offset
+ *   o whose bytes o to o+k+1 are all below 0x80 cannot match unless the
+ *   bytes at o+k and o+k+1 are candidates of those needle bytes.  The
+ *   bytes ahead are first checked to be below 0x80 (asciiEnd: every byte
+ *   from off up to it is).
+ * - Lead test, otherwise: an offset cannot start a match unless its byte
+ *   is a candidate of the needle's first byte, or 0x80 or above (it may
+ *   then start a character of several bytes, judged exactly).
+ *
+ * Offsets neither test can pass over are taken one at a time, exactly as
+ * IPosRanges takes them. */
 unsigned int IPosNarrowFolded(const TNarrowFolds &f, const char *hay, unsigned int lh, const char *needle,
                               unsigned int ln)
 {
@@ -590,93 +717,130 @@ unsigned int IPosNarrowFolded(const TNarrowFolds &f, const char *hay, unsigned i
   if (f.nAscii[n0] > 2)
     return IPosNarrowMemo(hay, lh, needle, ln);
   const int32_t first = f.fold[n0];
-  /* With fewer than two candidates below 0x80 the word test repeats one,
-   * or looks for 0x80, a byte it stops at anyway. */
-  const unsigned char c1 = f.nAscii[n0] > 0 ? f.ascii[n0][0] : 0x80;
-  const unsigned char c2 = f.nAscii[n0] > 1 ? f.ascii[n0][1] : c1;
   bool asciiNeedle = true;
   for (unsigned int k = 0; k < ln && asciiNeedle; k++)
     asciiNeedle = nd[k] < 0x80;
 
-  /* Where the needle starts with two ASCII bytes whose candidates are
-   * known, a byte is also passed over when the byte after it cannot match
-   * the second one: in ordinary text most single-letter candidates fall
-   * away there. */
-  const bool pairs = ln >= 2 && n0 < 0x80 && nd[1] < 0x80 && f.nAscii[nd[1]] <= 2;
-  const unsigned char d1 = pairs && f.nAscii[nd[1]] > 0 ? f.ascii[nd[1]][0] : 0x80;
-  const unsigned char d2 = pairs && f.nAscii[nd[1]] > 1 ? f.ascii[nd[1]][1] : d1;
+  /* The pair for the pair test, if there is one. */
+  bool pairs = false;
+  unsigned int pk = 0;
+  if (asciiNeedle && ln >= 2)
+  {
+    unsigned int best = 0xFFFFFFFFu;
+    for (unsigned int k = 0; k + 1 < ln; k++)
+    {
+      if (f.nAscii[nd[k]] > 2 || f.nAscii[nd[k + 1]] > 2)
+        continue;
+      const unsigned int c = s_byteCommonness.at[nd[k]] + s_byteCommonness.at[nd[k + 1]];
+      if (c < best)
+      {
+        best = c;
+        pk = k;
+        pairs = true;
+      }
+    }
+  }
 
+  /* A byte's candidates as a word of eight copies; with fewer than two
+   * below 0x80, one repeated, or 0x80, which no byte that the tests look
+   * at equals (the lead test stops at it anyway). */
   const uint64_t ones = 0x0101010101010101ull;
   const uint64_t highs = 0x8080808080808080ull;
-  const uint64_t w1 = ones * c1;
-  const uint64_t w2 = ones * c2;
-  const uint64_t v1 = ones * d1;
-  const uint64_t v2 = ones * d2;
+  const unsigned char pa = pairs ? nd[pk] : n0;
+  const unsigned char pb = pairs ? nd[pk + 1] : n0;
+  unsigned char cand[4];
+  cand[0] = f.nAscii[pa] > 0 ? f.ascii[pa][0] : 0x80;
+  cand[1] = f.nAscii[pa] > 1 ? f.ascii[pa][1] : cand[0];
+  cand[2] = f.nAscii[pb] > 0 ? f.ascii[pb][0] : 0x80;
+  cand[3] = f.nAscii[pb] > 1 ? f.ascii[pb][1] : cand[2];
+  const uint64_t a1 = ones * cand[0];
+  const uint64_t a2 = ones * cand[1];
+  const uint64_t b1 = ones * cand[2];
+  const uint64_t b2 = ones * cand[3];
+#if defined(KIV_VECTOR_X86)
+  const bool sse2 = pairs && (KivVectorFeatures() & kKivVectorSSE2) != 0;
+#endif
+
   const unsigned int last = lh - ln;
   unsigned int off = 0;
+  unsigned int asciiEnd = 0;
   for (;;)
   {
-    /* Eight bytes (nine with the pair test) are read only while they
-     * all lie within last + 1 bytes, which are inside hay as ln >= 1
-     * (ln >= 2 for the pair test). */
-    while (last - off >= 8)
+    if (pairs)
     {
-      uint64_t w;
-      memcpy(&w, h + off, 8);
-      const uint64_t x1 = w ^ w1;
-      const uint64_t x2 = w ^ w2;
-      uint64_t marks = ((x1 - ones) & ~x1) | ((x2 - ones) & ~x2);
-      if (pairs)
+#if defined(KIV_VECTOR_X86)
+      if (sse2)
       {
-        /* The byte after each candidate must be able to match the
-         * needle's second byte: equal to one of its candidates, or of
-         * 0x80 or above (judged by the exact walk). */
-        uint64_t v;
-        memcpy(&v, h + off + 1, 8);
-        const uint64_t y1 = v ^ v1;
-        const uint64_t y2 = v ^ v2;
-        marks &= ((y1 - ones) & ~y1) | ((y2 - ones) & ~y2) | v;
-      }
-      marks = (marks | w) & highs;
-      if (marks != 0)
-      {
-        off += FirstMarked(marks);
-        break;
-      }
-      off += 8;
-    }
-    const unsigned char b = h[off];
-    if (f.fold[b] == first)
-    {
-      bool same;
-      if (asciiNeedle && b < 0x80)
-      {
-        /* Both sides step one byte at a time for as long as the text
-         * stays below 0x80; at its first other byte the exact walk
-         * decides from the start. */
-        same = true;
-        for (unsigned int k = 1; k < ln; k++)
+        bool marked;
+        off = PairPassSSE2(h, lh, last, off, pk, asciiEnd, cand, marked);
+        if (marked)
         {
-          const unsigned char t = h[off + k];
-          if (t >= 0x80)
-          {
-            same = IEqNarrowFolded(f, hay + off, needle, ln);
-            break;
-          }
-          if (f.fold[t] != f.fold[nd[k]])
-          {
-            same = false;
-            break;
-          }
+          if (MatchAt(f, hay + off, needle, ln, true))
+            return off;
+          off++; /* h[off] is below 0x80: a character of one byte */
+          continue;
         }
       }
-      else
+#endif
+      /* Eight offsets at once: their bytes up to off + 7 + pk + 1 must
+       * all be below 0x80.  Those bytes lie inside hay, as off + 7 <=
+       * last and pk + 1 < ln. */
+      while (last - off >= 7)
       {
-        same = IEqNarrowFolded(f, hay + off, needle, ln);
+        if (asciiEnd < off)
+          asciiEnd = off;
+        while (asciiEnd - off < pk + 9 && lh - asciiEnd >= 8)
+        {
+          uint64_t w;
+          memcpy(&w, h + asciiEnd, 8);
+          const uint64_t high = w & highs;
+          if (high)
+          {
+            asciiEnd += FirstMarked(high);
+            break;
+          }
+          asciiEnd += 8;
+        }
+        if (asciiEnd - off < pk + 9)
+          break;
+        uint64_t x, y;
+        memcpy(&x, h + off + pk, 8);
+        memcpy(&y, h + off + pk + 1, 8);
+        const uint64_t marks = MarkEither(x, a1, a2) & MarkEither(y, b1, b2) & highs;
+        if (marks == 0)
+        {
+          off += 8;
+          continue;
+        }
+        /* No mark lies beyond the first offset that may match. */
+        const unsigned int o = off + FirstMarked(marks);
+        if (MatchAt(f, hay + o, needle, ln, true))
+          return o;
+        off = o + 1; /* h[o] is below 0x80: a character of one byte */
       }
-      if (same)
-        return off;
     }
+    else
+    {
+      /* Eight lead bytes at once, all of them before last. */
+      while (last - off >= 8)
+      {
+        uint64_t w;
+        memcpy(&w, h + off, 8);
+        const uint64_t marks = (MarkEither(w, a1, a2) | w) & highs;
+        if (marks != 0)
+        {
+          off += FirstMarked(marks);
+          break;
+        }
+        off += 8;
+      }
+    }
+    /* One offset, as IPosRanges takes it. */
+    if (off > last)
+      return kNotFound;
+    const unsigned char b = h[off];
+    if (f.fold[b] == first && MatchAt(f, hay + off, needle, ln, asciiNeedle && b < 0x80))
+      return off;
     const unsigned int step = b < 0x80 ? 1u : StepAt(hay + off);
     if (step > last - off)
       return kNotFound;
