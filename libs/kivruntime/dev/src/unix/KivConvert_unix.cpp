@@ -13,11 +13,16 @@
  * one pass; nothing is allocated.
  */
 #include "KivString_unix.h"
+#include "KivVector_unix.h"
 
 #include <limits.h>
 #include <stdlib.h>
 #include <string.h>
 #include <wchar.h>
+
+#if defined(KIV_VECTOR_X86)
+#include <immintrin.h>
+#endif
 
 /*
  * KivWriter - destination state of one bounded write (private to this
@@ -463,6 +468,144 @@ unsigned int KivStrEncodeUTF8(char *dest, unsigned int capacity, wchar_t const *
 }
 
 /*
+ * KivDecodeAhead - KivDecodeOne for a sequence that has at least sixteen
+ * bytes after its start (so no end needs watching), lead byte 0x80 or
+ * above.  The next four bytes are taken as one number, first byte highest
+ * (built from the bytes, so the same on every host): one test then checks
+ * a whole two-, three- or four-byte sequence, lead and following bytes
+ * together.  Anything else goes to KivDecodeOne.
+ */
+static inline unsigned int KivDecodeAhead(unsigned char const *p, uint32_t *out)
+{
+  uint32_t x = ((uint32_t)p[0] << 24) | ((uint32_t)p[1] << 16) | ((uint32_t)p[2] << 8) | p[3];
+  if ((x & 0xF0C0C000u) == 0xE0808000u)
+  {
+    *out = ((x >> 12) & 0xF000u) | ((x >> 10) & 0x0FC0u) | ((x >> 8) & 0x3Fu);
+    return 3;
+  }
+  if ((x & 0xE0C00000u) == 0xC0800000u)
+  {
+    *out = ((x >> 18) & 0x07C0u) | ((x >> 16) & 0x3Fu);
+    return 2;
+  }
+  if ((x & 0xF8C0C0C0u) == 0xF0808080u)
+  {
+    *out = ((x >> 6) & 0x1C0000u) | ((x >> 4) & 0x3F000u) | ((x >> 2) & 0x0FC0u) | (x & 0x3Fu);
+    return 4;
+  }
+  return KivDecodeOne(p, 16, out);
+}
+
+#if defined(KIV_VECTOR_X86)
+/*
+ * KivDecodeUTF8AVX2 - the first part of KivStrDecodeUTF8's main loop with
+ * the vector instructions of AVX2 (and the SSSE3 shuffles it includes):
+ * decodes from p into o while 32 bytes and 32 cells are left, and leaves
+ * p and o where it stopped, for the plain loop to go on.  Its output is
+ * that loop's, sequence for sequence:
+ *
+ * - ASCII 32 bytes at a time when all of them are, widened by 32-byte
+ *   stores (widening writes four bytes per byte, so the number of stores
+ *   sets the pace); otherwise the ASCII bytes before the first other one,
+ *   with the plain loop's rule for writing sixteen cells ahead.
+ * - Three- and four-byte sequences four at a time where they come in a
+ *   run of one length (East Asian text, emoji): the sixteen bytes at p
+ *   are checked to hold four whole sequences by one mask and one compare
+ *   on all bytes (lead bytes 1110xxxx or 11110xxx, following bytes
+ *   10xxxxxx, as KivDecodeOne requires), a shuffle gathers each sequence
+ *   into a 32-bit lane, lead byte highest, and shifts and masks take out
+ *   the bits.
+ * - Any other sequence one at a time through KivDecodeAhead.
+ */
+__attribute__((target("avx2"))) static void KivDecodeUTF8AVX2(unsigned char const *&pp, unsigned char const *pEnd,
+                                                              wchar_t *&oo, wchar_t *oEnd)
+{
+  unsigned char const *p = pp;
+  wchar_t *o = oo;
+  const __m128i mask3 = _mm_setr_epi8((char)0xF0, (char)0xC0, (char)0xC0, (char)0xF0, (char)0xC0, (char)0xC0,
+                                      (char)0xF0, (char)0xC0, (char)0xC0, (char)0xF0, (char)0xC0, (char)0xC0, 0, 0, 0,
+                                      0);
+  const __m128i want3 = _mm_setr_epi8((char)0xE0, (char)0x80, (char)0x80, (char)0xE0, (char)0x80, (char)0x80,
+                                      (char)0xE0, (char)0x80, (char)0x80, (char)0xE0, (char)0x80, (char)0x80, 0, 0, 0,
+                                      0);
+  const __m128i gather3 = _mm_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1);
+  const __m128i mask4 = _mm_set1_epi32((int)0xC0C0C0F8u); /* bytes F8 C0 C0 C0 in memory order */
+  const __m128i want4 = _mm_set1_epi32((int)0x808080F0u);
+  const __m128i gather4 = _mm_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12);
+  while (pEnd - p >= 32 && oEnd - o >= 32)
+  {
+    if (*p < 0x80)
+    {
+      const __m256i in = _mm256_loadu_si256((const __m256i *)(const void *)p);
+      const unsigned int high = (unsigned int)_mm256_movemask_epi8(in);
+      const unsigned int ascii = high ? (unsigned int)__builtin_ctz(high) : 32u;
+      if (ascii >= 16 || pEnd - p >= 96)
+      {
+        const unsigned int blocks = ascii == 32 ? 4u : 2u;
+        for (unsigned int k = 0; k < blocks; k++)
+        {
+          const __m128i eight = _mm_loadl_epi64((const __m128i *)(const void *)(p + 8 * k));
+          _mm256_storeu_si256((__m256i *)(void *)(o + 8 * k), _mm256_cvtepu8_epi32(eight));
+        }
+        if (ascii > 16 && ascii < 32)
+        {
+          for (unsigned int k = 16; k < ascii; k++)
+            o[k] = (wchar_t)p[k];
+        }
+      }
+      else
+      {
+        for (unsigned int k = 0; k < ascii; k++)
+          o[k] = (wchar_t)p[k];
+      }
+      p += ascii;
+      o += ascii;
+      if (ascii == 32)
+        continue;
+    }
+    /* p is at a byte of 0x80 or above, with 16 bytes after it.  Two-byte
+     * sequences (European text) come one at a time between ASCII runs. */
+    if (*p < 0xE0)
+    {
+      uint32_t v;
+      p += KivDecodeAhead(p, &v);
+      *o++ = (wchar_t)v;
+      continue;
+    }
+    const __m128i in = _mm_loadu_si128((const __m128i *)(const void *)p);
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_and_si128(in, mask3), want3)) == 0xFFFF)
+    {
+      const __m128i lane = _mm_shuffle_epi8(in, gather3);
+      const __m128i v = _mm_or_si128(_mm_or_si128(_mm_and_si128(_mm_srli_epi32(lane, 4), _mm_set1_epi32(0xF000)),
+                                                  _mm_and_si128(_mm_srli_epi32(lane, 2), _mm_set1_epi32(0x0FC0))),
+                                     _mm_and_si128(lane, _mm_set1_epi32(0x3F)));
+      _mm_storeu_si128((__m128i *)(void *)o, v);
+      p += 12;
+      o += 4;
+      continue;
+    }
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_and_si128(in, mask4), want4)) == 0xFFFF)
+    {
+      const __m128i lane = _mm_shuffle_epi8(in, gather4);
+      const __m128i hi = _mm_or_si128(_mm_and_si128(_mm_srli_epi32(lane, 6), _mm_set1_epi32(0x1C0000)),
+                                      _mm_and_si128(_mm_srli_epi32(lane, 4), _mm_set1_epi32(0x3F000)));
+      const __m128i lo = _mm_or_si128(_mm_and_si128(_mm_srli_epi32(lane, 2), _mm_set1_epi32(0x0FC0)),
+                                      _mm_and_si128(lane, _mm_set1_epi32(0x3F)));
+      _mm_storeu_si128((__m128i *)(void *)o, _mm_or_si128(hi, lo));
+      p += 16;
+      o += 4;
+      continue;
+    }
+    uint32_t v;
+    p += KivDecodeAhead(p, &v);
+    *o++ = (wchar_t)v;
+  }
+  pp = p;
+  oo = o;
+}
+#endif
+
+/*
  * KivStrDecodeUTF8 - UTF-8 to UCS-4, one character per sequence (see
  * KivDecodeOne for the leniency).  Zero bytes inside an explicit count
  * decode to U+0000 like any other byte.
@@ -490,6 +633,10 @@ unsigned int KivStrDecodeUTF8(wchar_t *dest, unsigned int capacity, char const *
     wchar_t *o = w.dest;
     wchar_t *const oEnd = w.dest + w.room;
 
+#if defined(KIV_VECTOR_X86)
+    if (KivVectorFeatures() & kKivVectorAVX2)
+      KivDecodeUTF8AVX2(p, pEnd, o, oEnd);
+#endif
     /* While sixteen bytes and sixteen cells are left, neither end needs
          * watching inside a step: a sequence is at most six bytes and gives
          * one character. */
@@ -497,32 +644,8 @@ unsigned int KivStrDecodeUTF8(wchar_t *dest, unsigned int capacity, char const *
     {
       if (*p >= 0x80)
       {
-        /* The next four bytes as one number, first byte highest
-                 * (built from the bytes, so the same on every host): one
-                 * test then checks a whole two-, three- or four-byte
-                 * sequence, lead and following bytes together.  Anything
-                 * else goes to KivDecodeOne. */
-        uint32_t x = ((uint32_t)p[0] << 24) | ((uint32_t)p[1] << 16) | ((uint32_t)p[2] << 8) | p[3];
         uint32_t v;
-        if ((x & 0xF0C0C000u) == 0xE0808000u)
-        {
-          v = ((x >> 12) & 0xF000u) | ((x >> 10) & 0x0FC0u) | ((x >> 8) & 0x3Fu);
-          p += 3;
-        }
-        else if ((x & 0xE0C00000u) == 0xC0800000u)
-        {
-          v = ((x >> 18) & 0x07C0u) | ((x >> 16) & 0x3Fu);
-          p += 2;
-        }
-        else if ((x & 0xF8C0C0C0u) == 0xF0808080u)
-        {
-          v = ((x >> 6) & 0x1C0000u) | ((x >> 4) & 0x3F000u) | ((x >> 2) & 0x0FC0u) | (x & 0x3Fu);
-          p += 4;
-        }
-        else
-        {
-          p += KivDecodeOne(p, 16, &v); /* 16 bytes are there */
-        }
+        p += KivDecodeAhead(p, &v);
         *o++ = (wchar_t)v;
         continue;
       }

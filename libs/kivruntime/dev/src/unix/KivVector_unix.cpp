@@ -21,6 +21,8 @@ unsigned int KivVectorFeatures(void)
       f |= kKivVectorSSE2;
     if (__builtin_cpu_supports("ssse3"))
       f |= kKivVectorSSSE3;
+    if (__builtin_cpu_supports("avx2"))
+      f |= kKivVectorAVX2;
 #endif
     return f;
   }();

@@ -20,6 +20,7 @@ enum
 {
   kKivVectorSSE2 = 1,  /* 16-byte compares and masks */
   kKivVectorSSSE3 = 2, /* byte shuffles and the multiply-adds of bytes */
+  kKivVectorAVX2 = 4,  /* 32-byte integer instructions */
 };
 
 /* The kKivVector... bits usable here (0 off x86 or with KIVRUNTIME_PORTABLE
