@@ -560,8 +560,7 @@ __attribute__((target("avx2"))) static void KivDecodeUTF8AVX2(unsigned char cons
       }
       p += ascii;
       o += ascii;
-      if (ascii == 32)
-        continue;
+      continue; /* both ends are checked again before the next step */
     }
     /* p is at a byte of 0x80 or above, with 16 bytes after it.  Two-byte
      * sequences (European text) come one at a time between ASCII runs. */
