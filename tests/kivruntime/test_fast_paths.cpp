@@ -1,6 +1,7 @@
 /*
  * Tests of the library's faster paths against plain references written
- * from the rules: UCS-4 to UTF-16 in blocks of eight, UTF-8 decoding in
+ * from the rules: UCS-4 to UTF-16 in blocks of eight, UCS-4 to Latin-1 in
+ * blocks of thirty-two, UTF-8 decoding in
  * blocks (ASCII, runs of three- and four-byte sequences), the narrow
  * case-insensitive search (its word and vector passes, the folds a thread
  * keeps per locale) and base64 decoding of whole groups sixteen
@@ -219,6 +220,41 @@ TEST(FAST_SUITE, Ucs4ToUtf16AtEveryLengthAndAlignment)
               return;
           }
         }
+      }
+    }
+  }
+}
+
+/* ---- UCS-4 to Latin-1 ---- */
+
+TEST(FAST_SUITE, EncodeLatin1AtEveryLengthAndAlignment)
+{
+  Rng rng(1111u);
+  for (size_t len = 0; len <= 140; len++)
+  {
+    for (size_t offset = 0; offset < 8; offset++)
+    {
+      std::vector<wchar_t> in;
+      std::vector<std::vector<char>> items;
+      for (size_t k = 0; k < len; k++)
+      {
+        /* Latin-1 values, sign-extended bytes, values just above 255, any. */
+        const uint32_t m = rng.Below(4);
+        const uint32_t v = m == 0 ? rng.Below(256) : m == 1 ? 0xFFFFFF80u + rng.Below(0x80)
+                                                   : m == 2 ? 250 + rng.Below(12)
+                                                            : rng.Next();
+        in.push_back((wchar_t)v);
+        const int32_t sv = (int32_t)v;
+        items.push_back({sv > 255 ? '?' : (char)(unsigned char)(v & 0xFF)});
+      }
+      Placed<wchar_t> src(in, offset, false);
+      for (unsigned int cap : Capacities((unsigned int)len + 1))
+      {
+        CheckWriter<char>([&](char *d, unsigned int c) { return KivStrEncodeLatin1(d, c, src.at, (unsigned int)len); },
+                          items, cap, (char)0x5A,
+                          "KivStrEncodeLatin1 of " + std::to_string(len) + " at " + std::to_string(offset));
+        if (HasFatalFailure())
+          return;
       }
     }
   }

@@ -715,6 +715,42 @@ unsigned int KivStrDecodeANSI(wchar_t *dest, unsigned int capacity, char const *
   return KivStrDecodeUTF8(dest, capacity, src, count);
 }
 
+#if defined(KIV_VECTOR_X86)
+/*
+ * KivEncodeLatin1AVX2 - the first characters of count (all of which fit)
+ * to Latin-1 thirty-two at a time with AVX2: a value whose signed reading
+ * is above 255 becomes '?', any other its low byte, as in the plain loop.
+ * Each block of 32 cells is compared with 255, masked to its low byte,
+ * given '?' where it was above, and narrowed to bytes by two saturating
+ * packs (nothing saturates: every value is 0-255 by then) and one
+ * reordering of the 8-byte pieces the packs interleave.  Returns the
+ * characters done (a multiple of 32); the caller does the rest.
+ */
+__attribute__((target("avx2"))) static uint64_t KivEncodeLatin1AVX2(char *dest, wchar_t const *src, uint64_t count)
+{
+  const __m256i limit = _mm256_set1_epi32(255);
+  const __m256i low = _mm256_set1_epi32(0xFF);
+  const __m256i question = _mm256_set1_epi32('?');
+  const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+  uint64_t i = 0;
+  for (; count - i >= 32; i += 32)
+  {
+    __m256i v[4];
+    for (int k = 0; k < 4; k++)
+    {
+      const __m256i x = _mm256_loadu_si256((const __m256i *)(const void *)(src + i + 8 * k));
+      const __m256i above = _mm256_cmpgt_epi32(x, limit);
+      v[k] = _mm256_blendv_epi8(_mm256_and_si256(x, low), question, above);
+    }
+    const __m256i w01 = _mm256_packus_epi32(v[0], v[1]); /* per 128-bit lane: 0 1 | 0 1 */
+    const __m256i w23 = _mm256_packus_epi32(v[2], v[3]);
+    const __m256i b = _mm256_packus_epi16(w01, w23); /* 4-byte pieces: 0 1 2 3 | 0 1 2 3 */
+    _mm256_storeu_si256((__m256i *)(void *)(dest + i), _mm256_permutevar8x32_epi32(b, order));
+  }
+  return i;
+}
+#endif
+
 /*
  * KivStrEncodeLatin1 - one byte per character: a value whose signed reading
  * is above 255 becomes '?', any other (negative values included) its low
@@ -732,6 +768,10 @@ unsigned int KivStrEncodeLatin1(char *dest, unsigned int capacity, wchar_t const
     /* The characters that surely fit, in a plain loop; the writer takes
          * over for any rest. */
     uint64_t fit = n < w.room ? n : w.room;
+#if defined(KIV_VECTOR_X86)
+    if (KivVectorFeatures() & kKivVectorAVX2)
+      i = KivEncodeLatin1AVX2(w.dest, src, fit);
+#endif
     for (; i < fit; i++)
     {
       int32_t v = KivCharValue(src[i]);
