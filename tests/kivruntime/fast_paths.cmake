@@ -1,7 +1,8 @@
 # kivruntime's faster paths (blocks, words, vector instructions) against
 # plain references at every length and alignment: once taking the vector
-# paths the processor has, once with KIVRUNTIME_PORTABLE set so that the
-# plain paths run on the same machine.
+# paths the processor has, once with KIVRUNTIME_PORTABLE (and
+# KIVRUNTIME_NO_FOLD_CACHE) set so that the plain paths run on the same
+# machine.
 corvane_add_gtest(kivruntime_fast_paths
   SOURCES ${AREA_DIR}/test_fast_paths.cpp
   LIBS kivruntime

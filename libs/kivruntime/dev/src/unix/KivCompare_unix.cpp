@@ -2,17 +2,21 @@
  * KivCompare_unix.cpp - kivruntime: length, equality, ordering, search,
  * prefix/suffix tests and wildcard matching over narrow and wide strings.
  *
- * Nothing here allocates or keeps state.  Most functions are written once
- * as a template over the element type and instantiated through the narrow
- * and wide overloads declared in KivCompare_unix.h; the few places where the
- * two differ (multibyte stepping, folding of a narrow byte, the locale-aware
- * narrow KivStrIEq/KivStrICmp) are separate functions.
+ * Nothing here allocates.  The only state is a memo: each thread keeps the
+ * case folds of the 256 byte values of its current locale for the narrow
+ * case-insensitive search (see NarrowFoldsOfLocale).  Most functions are
+ * written once as a template over the element type and instantiated
+ * through the narrow and wide overloads declared in KivCompare_unix.h; the
+ * few places where the two differ (multibyte stepping, folding of a narrow
+ * byte, the locale-aware narrow KivStrIEq/KivStrICmp, the narrow search)
+ * are separate functions.
  */
 #include "KivString_unix.h"
 #include "KivVector_unix.h"
 
 #include <langinfo.h>
 #include <limits.h>
+#include <stdlib.h>
 #include <string.h>
 #include <wchar.h>
 #include <wctype.h>
@@ -508,10 +512,15 @@ struct TNarrowFolds
  * data cannot be told apart cheaply.  With the GNU C library the name of
  * the character set that nl_langinfo returns lies inside the character
  * data of the thread's current locale (global or its own), which stays in
- * place while it is in use: a different pointer means other data. */
+ * place while it is in use: a different pointer means other data.  With
+ * the environment variable KIVRUNTIME_NO_FOLD_CACHE set (read once) null
+ * too, so that the search of other platforms can be tested here. */
 const TNarrowFolds *NarrowFoldsOfLocale()
 {
 #if defined(__GLIBC__)
+  static const bool s_noCache = getenv("KIVRUNTIME_NO_FOLD_CACHE") != nullptr;
+  if (s_noCache)
+    return nullptr;
   static thread_local TNarrowFolds t_folds;
   const void *ctype = nl_langinfo(CODESET);
   if (t_folds.ctype != ctype)
