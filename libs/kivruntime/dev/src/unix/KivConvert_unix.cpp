@@ -497,6 +497,108 @@ static inline unsigned int KivDecodeAhead(unsigned char const *p, uint32_t *out)
 }
 
 #if defined(KIV_VECTOR_X86)
+/* For each set of kept positions among eight 16-bit lanes (bit i: lane i
+ * kept), the byte shuffle that moves the kept lanes, in order, to the
+ * front; the other lanes become 0.  Built at compile time. */
+struct TKivKeepLanes
+{
+  unsigned char at[256][16];
+};
+
+constexpr TKivKeepLanes MakeKeepLanes()
+{
+  TKivKeepLanes t{};
+  for (int keep = 0; keep < 256; keep++)
+  {
+    int j = 0;
+    for (int i = 0; i < 8; i++)
+    {
+      if (keep & (1 << i))
+      {
+        t.at[keep][2 * j] = (unsigned char)(2 * i);
+        t.at[keep][2 * j + 1] = (unsigned char)(2 * i + 1);
+        j++;
+      }
+    }
+    for (; j < 8; j++)
+    {
+      t.at[keep][2 * j] = 0x80;
+      t.at[keep][2 * j + 1] = 0x80;
+    }
+  }
+  return t;
+}
+
+constexpr TKivKeepLanes s_keepLanes = MakeKeepLanes();
+
+/*
+ * KivDecodeMixedAVX2 - ASCII mixed with two-byte sequences (European
+ * text), sixteen bytes per step with no branch per character, from p
+ * (which starts a character) while 96 bytes and 32 cells are left.  Each
+ * block of sixteen bytes is classed (ASCII, lead byte 110xxxxx, following
+ * byte 10xxxxxx) and taken when it holds nothing else and its following
+ * bytes are exactly those after a lead byte; a lead byte at the end of a
+ * block is joined with the first byte of the next, whose position that
+ * block then drops.  Every kept position gets the value of the character
+ * starting there (as KivDecodeOne decodes it), the positions of following
+ * bytes are dropped by one shuffle per eight, looked up by which are kept,
+ * and the characters are widened and stored.
+ *
+ * Blocks are always sixteen bytes, so where the next one starts never
+ * waits for this one's bytes.  Each half stores eight cells, perhaps more
+ * than it has characters; with 96 bytes left those cells are surely
+ * overwritten (see KivStrDecodeUTF8).  Stops at the first block of another
+ * kind, leaving p at a character's start, and returns the bytes used.
+ */
+__attribute__((target("avx2,popcnt"))) static void KivDecodeMixedAVX2(unsigned char const *&pp,
+                                                                      unsigned char const *pEnd, wchar_t *&oo,
+                                                                      wchar_t *oEnd)
+{
+  unsigned char const *p = pp;
+  wchar_t *o = oo;
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i top2 = _mm_set1_epi8((char)0xC0);
+  const __m128i top3 = _mm_set1_epi8((char)0xE0);
+  const __m128i follows = _mm_set1_epi8((char)0x80);
+  const __m128i leads = _mm_set1_epi8((char)0xC0);
+  const __m128i low5 = _mm_set1_epi16(0x1F);
+  const __m128i low6 = _mm_set1_epi16(0x3F);
+  unsigned int carry = 0; /* 1: the block starts with the following byte of the last one's lead byte */
+  while (pEnd - p >= 96 && oEnd - o >= 32)
+  {
+    const __m128i in = _mm_loadu_si128((const __m128i *)(const void *)p);
+    const __m128i next = _mm_loadu_si128((const __m128i *)(const void *)(p + 1));
+    const unsigned int high = (unsigned int)_mm_movemask_epi8(in);
+    const unsigned int follow = (unsigned int)_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_and_si128(in, top2), follows));
+    const __m128i leadBytes = _mm_cmpeq_epi8(_mm_and_si128(in, top3), leads);
+    const unsigned int lead = (unsigned int)_mm_movemask_epi8(leadBytes);
+    const unsigned int nextFollow =
+      (unsigned int)_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_and_si128(next, top2), follows)) >> 15;
+    if ((high & ~(lead | follow)) != 0 || follow != (((lead << 1) | carry) & 0xFFFFu) ||
+        (lead >> 15) != ((lead >> 15) & nextFollow))
+      break;
+    const unsigned int keep = ~follow & 0xFFFFu;
+    for (int half = 0; half < 2; half++)
+    {
+      const __m128i cur = half ? _mm_unpackhi_epi8(in, zero) : _mm_unpacklo_epi8(in, zero);
+      const __m128i nxt = half ? _mm_unpackhi_epi8(next, zero) : _mm_unpacklo_epi8(next, zero);
+      const __m128i isLead = half ? _mm_unpackhi_epi8(leadBytes, leadBytes) : _mm_unpacklo_epi8(leadBytes, leadBytes);
+      const __m128i joined = _mm_or_si128(_mm_slli_epi16(_mm_and_si128(cur, low5), 6), _mm_and_si128(nxt, low6));
+      const __m128i values = _mm_blendv_epi8(cur, joined, isLead);
+      const unsigned int k = (keep >> (8 * half)) & 0xFFu;
+      const __m128i order = _mm_loadu_si128((const __m128i *)(const void *)s_keepLanes.at[k]);
+      _mm256_storeu_si256((__m256i *)(void *)o, _mm256_cvtepu16_epi32(_mm_shuffle_epi8(values, order)));
+      o += __builtin_popcount(k);
+    }
+    carry = lead >> 15;
+    p += 16;
+  }
+  /* A lead byte ending the last block taken was decoded with the byte
+   * after it: the next character starts one further on. */
+  pp = p + carry;
+  oo = o;
+}
+
 /*
  * KivDecodeUTF8AVX2 - the first part of KivStrDecodeUTF8's main loop with
  * the vector instructions of AVX2 (and the SSSE3 shuffles it includes):
@@ -517,8 +619,8 @@ static inline unsigned int KivDecodeAhead(unsigned char const *p, uint32_t *out)
  *   the bits.
  * - Any other sequence one at a time through KivDecodeAhead.
  */
-__attribute__((target("avx2"))) static void KivDecodeUTF8AVX2(unsigned char const *&pp, unsigned char const *pEnd,
-                                                              wchar_t *&oo, wchar_t *oEnd)
+__attribute__((target("avx2,popcnt"))) static void KivDecodeUTF8AVX2(unsigned char const *&pp, unsigned char const *pEnd,
+                                                                     wchar_t *&oo, wchar_t *oEnd)
 {
   unsigned char const *p = pp;
   wchar_t *o = oo;
@@ -539,6 +641,16 @@ __attribute__((target("avx2"))) static void KivDecodeUTF8AVX2(unsigned char cons
       const __m256i in = _mm256_loadu_si256((const __m256i *)(const void *)p);
       const unsigned int high = (unsigned int)_mm256_movemask_epi8(in);
       const unsigned int ascii = high ? (unsigned int)__builtin_ctz(high) : 32u;
+      if (ascii < 32 && (p[ascii] & 0xE0) == 0xC0 && pEnd - p >= 96)
+      {
+        /* A two-byte sequence ahead: the text may be European, taken in
+         * blocks of ASCII and two-byte sequences for as long as they
+         * come. */
+        unsigned char const *const before = p;
+        KivDecodeMixedAVX2(p, pEnd, o, oEnd);
+        if (p != before)
+          continue;
+      }
       if (ascii >= 16 || pEnd - p >= 96)
       {
         const unsigned int blocks = ascii == 32 ? 4u : 2u;
@@ -563,9 +675,16 @@ __attribute__((target("avx2"))) static void KivDecodeUTF8AVX2(unsigned char cons
       continue; /* both ends are checked again before the next step */
     }
     /* p is at a byte of 0x80 or above, with 16 bytes after it.  Two-byte
-     * sequences (European text) come one at a time between ASCII runs. */
+     * sequences: in blocks as above, or one at a time. */
     if (*p < 0xE0)
     {
+      if ((*p & 0xE0) == 0xC0 && pEnd - p >= 96)
+      {
+        unsigned char const *const before = p;
+        KivDecodeMixedAVX2(p, pEnd, o, oEnd);
+        if (p != before)
+          continue;
+      }
       uint32_t v;
       p += KivDecodeAhead(p, &v);
       *o++ = (wchar_t)v;
