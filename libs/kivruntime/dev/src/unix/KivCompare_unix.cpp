@@ -2,18 +2,28 @@
  * KivCompare_unix.cpp - kivruntime: length, equality, ordering, search,
  * prefix/suffix tests and wildcard matching over narrow and wide strings.
  *
- * Nothing here allocates or keeps state.  Most functions are written once
- * as a template over the element type and instantiated through the narrow
- * and wide overloads declared in KivCompare_unix.h; the few places where the
- * two differ (multibyte stepping, folding of a narrow byte, the locale-aware
- * narrow KivStrIEq/KivStrICmp) are separate functions.
+ * Nothing here allocates.  The only state is a memo: each thread keeps the
+ * case folds of the 256 byte values of its current locale for the narrow
+ * case-insensitive search (see NarrowFoldsOfLocale).  Most functions are
+ * written once as a template over the element type and instantiated
+ * through the narrow and wide overloads declared in KivCompare_unix.h; the
+ * few places where the two differ (multibyte stepping, folding of a narrow
+ * byte, the locale-aware narrow KivStrIEq/KivStrICmp, the narrow search)
+ * are separate functions.
  */
 #include "KivString_unix.h"
+#include "KivVector_unix.h"
 
+#include <langinfo.h>
 #include <limits.h>
+#include <stdlib.h>
 #include <string.h>
 #include <wchar.h>
 #include <wctype.h>
+
+#if defined(KIV_VECTOR_X86)
+#include <emmintrin.h>
+#endif
 
 namespace {
 
@@ -438,6 +448,426 @@ unsigned int IPosRanges(const C *hay, unsigned int lh, const C *needle, unsigned
       return kNotFound;
     off += step;
   }
+}
+
+/* The narrow search where the locale's folds are not kept between calls:
+ * the same walk as IPosRanges with its offsets found faster (lh >= ln > 0).  Most of the time goes into passing over offsets whose lead byte
+ * cannot match, so that part looks at a table instead of the memo: pass[b]
+ * is 1 for a byte below 0x80 already known to fold to something other than
+ * the needle's first character.  Such a byte is a whole character of its
+ * own (step 1), so a run of them is passed over four at a time without any
+ * other work.  A byte met for the first time, a byte that may start a
+ * match and every byte of 0x80 or above (whose step is the locale's
+ * character length) stop the run and are dealt with exactly as in
+ * IPosRanges, so the offsets tried and the result are the same. */
+unsigned int IPosNarrowMemo(const char *hay, unsigned int lh, const char *needle, unsigned int ln)
+{
+  TFoldMemo memo;
+  memset(memo.known, 0, sizeof memo.known);
+  unsigned char pass[256];
+  memset(pass, 0, sizeof pass);
+  const unsigned char *h = reinterpret_cast<const unsigned char *>(hay);
+  const int32_t first = MemoFoldElement(memo, needle[0]);
+  const unsigned int last = lh - ln;
+  unsigned int off = 0;
+  for (;;)
+  {
+    while (last - off >= 4 && (pass[h[off]] & pass[h[off + 1]] & pass[h[off + 2]] & pass[h[off + 3]]))
+      off += 4;
+    const unsigned char b = h[off];
+    if (!pass[b])
+    {
+      const int32_t fold = MemoFoldElement(memo, hay[off]);
+      if (fold == first)
+      {
+        if (IEqRangesMemo(memo, hay + off, needle, ln))
+          return off;
+      }
+      else if (b < 0x80)
+      {
+        pass[b] = 1;
+      }
+    }
+    const unsigned int step = StepAt(hay + off);
+    if (step > last - off)
+      return kNotFound;
+    off += step;
+  }
+}
+
+/* The folds of the 256 narrow byte values in one locale, and for each byte
+ * the bytes below 0x80 that fold to the same value (the first two of them;
+ * nAscii counts up to three).  Working them out takes 256 calls into the C
+ * library, more than a short search costs in all, so a thread keeps them
+ * for as long as its locale's character data stays the same. */
+struct TNarrowFolds
+{
+  const void *ctype; /* identity of the character data the folds are of */
+  int32_t fold[256];
+  unsigned char nAscii[256];
+  unsigned char ascii[256][2];
+};
+
+/* The folds of the current locale, or null where the locale's character
+ * data cannot be told apart cheaply.  With the GNU C library the name of
+ * the character set that nl_langinfo returns lies inside the character
+ * data of the thread's current locale (global or its own), which stays in
+ * place while it is in use: a different pointer means other data.  With
+ * the environment variable KIVRUNTIME_NO_FOLD_CACHE set (read once) null
+ * too, so that the search of other platforms can be tested here. */
+const TNarrowFolds *NarrowFoldsOfLocale()
+{
+#if defined(__GLIBC__)
+  static const bool s_noCache = getenv("KIVRUNTIME_NO_FOLD_CACHE") != nullptr;
+  if (s_noCache)
+    return nullptr;
+  static thread_local TNarrowFolds t_folds;
+  const void *ctype = nl_langinfo(CODESET);
+  if (t_folds.ctype != ctype)
+  {
+    for (unsigned int b = 0; b < 256; b++)
+      t_folds.fold[b] = FoldElement((char)(unsigned char)b);
+    for (unsigned int b = 0; b < 256; b++)
+    {
+      unsigned int n = 0;
+      for (unsigned int c = 0; c < 0x80 && n < 3; c++)
+      {
+        if (t_folds.fold[c] != t_folds.fold[b])
+          continue;
+        if (n < 2)
+          t_folds.ascii[b][n] = (unsigned char)c;
+        n++;
+      }
+      t_folds.nAscii[b] = (unsigned char)n;
+    }
+    t_folds.ctype = ctype;
+  }
+  return &t_folds;
+#else
+  return nullptr;
+#endif
+}
+
+/* Whether ICmpRanges(a, n, b, n) would give 0, with the folds from the
+ * table: the exact walk, each side stepping by its own character length. */
+bool IEqNarrowFolded(const TNarrowFolds &f, const char *a, const char *b, unsigned int n)
+{
+  uint64_t pa = 0;
+  uint64_t pb = 0;
+  while (pa < n && pb < n)
+  {
+    if (f.fold[(unsigned char)a[pa]] != f.fold[(unsigned char)b[pb]])
+      return false;
+    pa += StepAt(a + pa);
+    pb += StepAt(b + pb);
+  }
+  return true;
+}
+
+/* Offset (0-7) of the first byte that mask marks among eight bytes read
+ * as one word, mask being non-zero and holding only top bits of bytes.
+ * The marks may include false ones (the zero-byte test borrows into the
+ * byte above a zero), but never ahead of every true one in memory order,
+ * so the offset is never beyond the first true mark.  Where the byte order
+ * is not known at compile time: 0, and the caller goes one byte on. */
+inline unsigned int FirstMarked(uint64_t mask)
+{
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  return (unsigned int)__builtin_ctzll(mask) >> 3;
+#elif defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+  return (unsigned int)__builtin_clzll(mask) >> 3;
+#else
+  (void)mask;
+  return 0;
+#endif
+}
+
+/* How common each byte is in everyday text, roughly (letters by their
+ * frequency in English, either case; blank and punctuation common, other
+ * bytes rare).  Only used to choose which two neighbouring needle bytes
+ * the search looks for first: any choice gives the same result. */
+struct TByteCommonness
+{
+  unsigned char at[256];
+};
+
+constexpr TByteCommonness MakeByteCommonness()
+{
+  TByteCommonness t{};
+  const char letters[] = "etaoinshrdlcumwfgypbvkjxqz"; /* most common first */
+  for (int b = 0; b < 256; b++)
+    t.at[b] = 4;
+  for (int b = '0'; b <= '9'; b++)
+    t.at[b] = 10;
+  t.at[(unsigned char)'.'] = 20;
+  t.at[(unsigned char)','] = 20;
+  t.at[(unsigned char)'-'] = 20;
+  t.at[(unsigned char)'\n'] = 20;
+  t.at[(unsigned char)' '] = 64;
+  for (int k = 0; k < 26; k++)
+  {
+    t.at[(unsigned char)letters[k]] = (unsigned char)(60 - 2 * k);
+    t.at[(unsigned char)(letters[k] - 'a' + 'A')] = (unsigned char)(60 - 2 * k);
+  }
+  return t;
+}
+
+constexpr TByteCommonness s_byteCommonness = MakeByteCommonness();
+
+#if defined(KIV_VECTOR_X86)
+/* The pair test (see IPosNarrowFolded) sixteen offsets at a time with the
+ * 16-byte compares of SSE2.  Starts at off and returns the offset it got
+ * to: the first that may match (marked set), or where sixteen offsets
+ * with their bytes all below 0x80 are no longer ahead (marked clear; the
+ * caller goes on from there).  Reads only bytes before lh. */
+__attribute__((target("sse2"))) unsigned int PairPassSSE2(const unsigned char *h, unsigned int lh,
+                                                          unsigned int last, unsigned int off, unsigned int pk,
+                                                          unsigned int &asciiEnd, const unsigned char cand[4],
+                                                          bool &marked)
+{
+  const __m128i a1 = _mm_set1_epi8((char)cand[0]);
+  const __m128i a2 = _mm_set1_epi8((char)cand[1]);
+  const __m128i b1 = _mm_set1_epi8((char)cand[2]);
+  const __m128i b2 = _mm_set1_epi8((char)cand[3]);
+  marked = false;
+  while (last - off >= 15)
+  {
+    if (asciiEnd < off)
+      asciiEnd = off;
+    while (asciiEnd - off < pk + 17 && lh - asciiEnd >= 16)
+    {
+      const int high = _mm_movemask_epi8(_mm_loadu_si128((const __m128i *)(const void *)(h + asciiEnd)));
+      if (high)
+      {
+        asciiEnd += (unsigned int)__builtin_ctz((unsigned int)high);
+        break;
+      }
+      asciiEnd += 16;
+    }
+    if (asciiEnd - off < pk + 17)
+      break;
+    const __m128i x = _mm_loadu_si128((const __m128i *)(const void *)(h + off + pk));
+    const __m128i y = _mm_loadu_si128((const __m128i *)(const void *)(h + off + pk + 1));
+    const __m128i mx = _mm_or_si128(_mm_cmpeq_epi8(x, a1), _mm_cmpeq_epi8(x, a2));
+    const __m128i my = _mm_or_si128(_mm_cmpeq_epi8(y, b1), _mm_cmpeq_epi8(y, b2));
+    const int m = _mm_movemask_epi8(_mm_and_si128(mx, my));
+    if (m != 0)
+    {
+      marked = true;
+      return off + (unsigned int)__builtin_ctz((unsigned int)m);
+    }
+    off += 16;
+  }
+  return off;
+}
+#endif
+
+/* The word of eight bytes with the top bit of each byte that equals a or b
+ * set, and possibly also of bytes just above such a byte (the usual test
+ * for a zero byte, on x XOR a, borrows into the byte above a zero). */
+inline uint64_t MarkEither(uint64_t x, uint64_t a, uint64_t b)
+{
+  const uint64_t ones = 0x0101010101010101ull;
+  const uint64_t xa = x ^ a;
+  const uint64_t xb = x ^ b;
+  return ((xa - ones) & ~xa) | ((xb - ones) & ~xb);
+}
+
+/* Whether the needle matches at hay (an offset whose lead byte folds like
+ * the needle's first one, or any offset for an ASCII needle): for an ASCII
+ * needle both sides step a byte at a time for as long as the text stays
+ * below 0x80, and at the text's first other byte the exact walk decides
+ * from the start; any other needle takes the exact walk. */
+bool MatchAt(const TNarrowFolds &f, const char *hay, const char *needle, unsigned int ln, bool asciiNeedle)
+{
+  if (!asciiNeedle)
+    return IEqNarrowFolded(f, hay, needle, ln);
+  const unsigned char *h = reinterpret_cast<const unsigned char *>(hay);
+  const unsigned char *nd = reinterpret_cast<const unsigned char *>(needle);
+  for (unsigned int k = 0; k < ln; k++)
+  {
+    const unsigned char t = h[k];
+    if (t >= 0x80)
+      return IEqNarrowFolded(f, hay, needle, ln);
+    if (f.fold[t] != f.fold[nd[k]])
+      return false;
+  }
+  return true;
+}
+
+/* The narrow search with the locale's folds at hand (lh >= ln > 0); the
+ * result is that of IPosRanges, as every offset passed over here is one
+ * at which its walk would fail.
+ *
+ * The bytes below 0x80 that fold like a given needle byte are known from
+ * the table (usually the upper- and lower-case letter), and within a run
+ * of such bytes every byte is a character of its own, so needle and text
+ * are compared byte by byte there.  Two ways of passing over offsets, both
+ * eight at a time with one word read per test:
+ *
+ * - Pair test, for an ASCII needle of two or more bytes: for two
+ *   neighbouring needle bytes k and k+1 (the least common pair), an offset
+ *   o whose bytes o to o+k+1 are all below 0x80 cannot match unless the
+ *   bytes at o+k and o+k+1 are candidates of those needle bytes.  The
+ *   bytes ahead are first checked to be below 0x80 (asciiEnd: every byte
+ *   from off up to it is).
+ * - Lead test, otherwise: an offset cannot start a match unless its byte
+ *   is a candidate of the needle's first byte, or 0x80 or above (it may
+ *   then start a character of several bytes, judged exactly).
+ *
+ * Offsets neither test can pass over are taken one at a time, exactly as
+ * IPosRanges takes them. */
+unsigned int IPosNarrowFolded(const TNarrowFolds &f, const char *hay, unsigned int lh, const char *needle,
+                              unsigned int ln)
+{
+  const unsigned char *h = reinterpret_cast<const unsigned char *>(hay);
+  const unsigned char *nd = reinterpret_cast<const unsigned char *>(needle);
+  const unsigned char n0 = nd[0];
+  if (f.nAscii[n0] > 2)
+    return IPosNarrowMemo(hay, lh, needle, ln);
+  const int32_t first = f.fold[n0];
+  bool asciiNeedle = true;
+  for (unsigned int k = 0; k < ln && asciiNeedle; k++)
+    asciiNeedle = nd[k] < 0x80;
+
+  /* The pair for the pair test, if there is one. */
+  bool pairs = false;
+  unsigned int pk = 0;
+  if (asciiNeedle && ln >= 2)
+  {
+    unsigned int best = 0xFFFFFFFFu;
+    for (unsigned int k = 0; k + 1 < ln; k++)
+    {
+      if (f.nAscii[nd[k]] > 2 || f.nAscii[nd[k + 1]] > 2)
+        continue;
+      const unsigned int c = s_byteCommonness.at[nd[k]] + s_byteCommonness.at[nd[k + 1]];
+      if (c < best)
+      {
+        best = c;
+        pk = k;
+        pairs = true;
+      }
+    }
+  }
+
+  /* A byte's candidates as a word of eight copies; with fewer than two
+   * below 0x80, one repeated, or 0x80, which no byte that the tests look
+   * at equals (the lead test stops at it anyway). */
+  const uint64_t ones = 0x0101010101010101ull;
+  const uint64_t highs = 0x8080808080808080ull;
+  const unsigned char pa = pairs ? nd[pk] : n0;
+  const unsigned char pb = pairs ? nd[pk + 1] : n0;
+  unsigned char cand[4];
+  cand[0] = f.nAscii[pa] > 0 ? f.ascii[pa][0] : 0x80;
+  cand[1] = f.nAscii[pa] > 1 ? f.ascii[pa][1] : cand[0];
+  cand[2] = f.nAscii[pb] > 0 ? f.ascii[pb][0] : 0x80;
+  cand[3] = f.nAscii[pb] > 1 ? f.ascii[pb][1] : cand[2];
+  const uint64_t a1 = ones * cand[0];
+  const uint64_t a2 = ones * cand[1];
+  const uint64_t b1 = ones * cand[2];
+  const uint64_t b2 = ones * cand[3];
+#if defined(KIV_VECTOR_X86)
+  const bool sse2 = pairs && (KivVectorFeatures() & kKivVectorSSE2) != 0;
+#endif
+
+  const unsigned int last = lh - ln;
+  unsigned int off = 0;
+  unsigned int asciiEnd = 0;
+  for (;;)
+  {
+    if (pairs)
+    {
+#if defined(KIV_VECTOR_X86)
+      if (sse2)
+      {
+        bool marked;
+        off = PairPassSSE2(h, lh, last, off, pk, asciiEnd, cand, marked);
+        if (marked)
+        {
+          if (MatchAt(f, hay + off, needle, ln, true))
+            return off;
+          off++; /* h[off] is below 0x80: a character of one byte */
+          continue;
+        }
+      }
+#endif
+      /* Eight offsets at once: their bytes up to off + 7 + pk + 1 must
+       * all be below 0x80.  Those bytes lie inside hay, as off + 7 <=
+       * last and pk + 1 < ln. */
+      while (last - off >= 7)
+      {
+        if (asciiEnd < off)
+          asciiEnd = off;
+        while (asciiEnd - off < pk + 9 && lh - asciiEnd >= 8)
+        {
+          uint64_t w;
+          memcpy(&w, h + asciiEnd, 8);
+          const uint64_t high = w & highs;
+          if (high)
+          {
+            asciiEnd += FirstMarked(high);
+            break;
+          }
+          asciiEnd += 8;
+        }
+        if (asciiEnd - off < pk + 9)
+          break;
+        uint64_t x, y;
+        memcpy(&x, h + off + pk, 8);
+        memcpy(&y, h + off + pk + 1, 8);
+        const uint64_t marks = MarkEither(x, a1, a2) & MarkEither(y, b1, b2) & highs;
+        if (marks == 0)
+        {
+          off += 8;
+          continue;
+        }
+        /* No mark lies beyond the first offset that may match. */
+        const unsigned int o = off + FirstMarked(marks);
+        if (MatchAt(f, hay + o, needle, ln, true))
+          return o;
+        off = o + 1; /* h[o] is below 0x80: a character of one byte */
+      }
+    }
+    else
+    {
+      /* Eight lead bytes at once, all of them before last. */
+      while (last - off >= 8)
+      {
+        uint64_t w;
+        memcpy(&w, h + off, 8);
+        const uint64_t marks = (MarkEither(w, a1, a2) | w) & highs;
+        if (marks != 0)
+        {
+          off += FirstMarked(marks);
+          break;
+        }
+        off += 8;
+      }
+    }
+    /* One offset, as IPosRanges takes it. */
+    if (off > last)
+      return kNotFound;
+    const unsigned char b = h[off];
+    if (f.fold[b] == first && MatchAt(f, hay + off, needle, ln, asciiNeedle && b < 0x80))
+      return off;
+    const unsigned int step = b < 0x80 ? 1u : StepAt(hay + off);
+    if (step > last - off)
+      return kNotFound;
+    off += step;
+  }
+}
+
+/* The narrow search (see IPosRanges). */
+unsigned int IPosRanges(const char *hay, unsigned int lh, const char *needle, unsigned int ln)
+{
+  if (lh < ln)
+    return kNotFound;
+  if (ln == 0)
+    return 0;
+  const TNarrowFolds *f = NarrowFoldsOfLocale();
+  if (f)
+    return IPosNarrowFolded(*f, hay, lh, needle, ln);
+  return IPosNarrowMemo(hay, lh, needle, ln);
 }
 
 template <typename C>

@@ -13,11 +13,16 @@
  * one pass; nothing is allocated.
  */
 #include "KivString_unix.h"
+#include "KivVector_unix.h"
 
 #include <limits.h>
 #include <stdlib.h>
 #include <string.h>
 #include <wchar.h>
+
+#if defined(KIV_VECTOR_X86)
+#include <immintrin.h>
+#endif
 
 /*
  * KivWriter - destination state of one bounded write (private to this
@@ -463,6 +468,262 @@ unsigned int KivStrEncodeUTF8(char *dest, unsigned int capacity, wchar_t const *
 }
 
 /*
+ * KivDecodeAhead - KivDecodeOne for a sequence that has at least sixteen
+ * bytes after its start (so no end needs watching), lead byte 0x80 or
+ * above.  The next four bytes are taken as one number, first byte highest
+ * (built from the bytes, so the same on every host): one test then checks
+ * a whole two-, three- or four-byte sequence, lead and following bytes
+ * together.  Anything else goes to KivDecodeOne.
+ */
+static inline unsigned int KivDecodeAhead(unsigned char const *p, uint32_t *out)
+{
+  uint32_t x = ((uint32_t)p[0] << 24) | ((uint32_t)p[1] << 16) | ((uint32_t)p[2] << 8) | p[3];
+  if ((x & 0xF0C0C000u) == 0xE0808000u)
+  {
+    *out = ((x >> 12) & 0xF000u) | ((x >> 10) & 0x0FC0u) | ((x >> 8) & 0x3Fu);
+    return 3;
+  }
+  if ((x & 0xE0C00000u) == 0xC0800000u)
+  {
+    *out = ((x >> 18) & 0x07C0u) | ((x >> 16) & 0x3Fu);
+    return 2;
+  }
+  if ((x & 0xF8C0C0C0u) == 0xF0808080u)
+  {
+    *out = ((x >> 6) & 0x1C0000u) | ((x >> 4) & 0x3F000u) | ((x >> 2) & 0x0FC0u) | (x & 0x3Fu);
+    return 4;
+  }
+  return KivDecodeOne(p, 16, out);
+}
+
+#if defined(KIV_VECTOR_X86)
+/* For each set of kept positions among eight 16-bit lanes (bit i: lane i
+ * kept), the byte shuffle that moves the kept lanes, in order, to the
+ * front; the other lanes become 0.  Built at compile time. */
+struct TKivKeepLanes
+{
+  unsigned char at[256][16];
+};
+
+constexpr TKivKeepLanes MakeKeepLanes()
+{
+  TKivKeepLanes t{};
+  for (int keep = 0; keep < 256; keep++)
+  {
+    int j = 0;
+    for (int i = 0; i < 8; i++)
+    {
+      if (keep & (1 << i))
+      {
+        t.at[keep][2 * j] = (unsigned char)(2 * i);
+        t.at[keep][2 * j + 1] = (unsigned char)(2 * i + 1);
+        j++;
+      }
+    }
+    for (; j < 8; j++)
+    {
+      t.at[keep][2 * j] = 0x80;
+      t.at[keep][2 * j + 1] = 0x80;
+    }
+  }
+  return t;
+}
+
+constexpr TKivKeepLanes s_keepLanes = MakeKeepLanes();
+
+/*
+ * KivDecodeMixedAVX2 - ASCII mixed with two-byte sequences (European
+ * text), sixteen bytes per step with no branch per character, from p
+ * (which starts a character) while 96 bytes and 32 cells are left.  Each
+ * block of sixteen bytes is classed (ASCII, lead byte 110xxxxx, following
+ * byte 10xxxxxx) and taken when it holds nothing else and its following
+ * bytes are exactly those after a lead byte; a lead byte at the end of a
+ * block is joined with the first byte of the next, whose position that
+ * block then drops.  Every kept position gets the value of the character
+ * starting there (as KivDecodeOne decodes it), the positions of following
+ * bytes are dropped by one shuffle per eight, looked up by which are kept,
+ * and the characters are widened and stored.
+ *
+ * Blocks are always sixteen bytes, so where the next one starts never
+ * waits for this one's bytes.  Each half stores eight cells, perhaps more
+ * than it has characters; with 96 bytes left those cells are surely
+ * overwritten (see KivStrDecodeUTF8).  Stops at the first block of another
+ * kind, leaving p at a character's start, and returns the bytes used.
+ */
+__attribute__((target("avx2,popcnt"))) static void KivDecodeMixedAVX2(unsigned char const *&pp,
+                                                                      unsigned char const *pEnd, wchar_t *&oo,
+                                                                      wchar_t *oEnd)
+{
+  unsigned char const *p = pp;
+  wchar_t *o = oo;
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i top2 = _mm_set1_epi8((char)0xC0);
+  const __m128i top3 = _mm_set1_epi8((char)0xE0);
+  const __m128i follows = _mm_set1_epi8((char)0x80);
+  const __m128i leads = _mm_set1_epi8((char)0xC0);
+  const __m128i low5 = _mm_set1_epi16(0x1F);
+  const __m128i low6 = _mm_set1_epi16(0x3F);
+  unsigned int carry = 0; /* 1: the block starts with the following byte of the last one's lead byte */
+  while (pEnd - p >= 96 && oEnd - o >= 32)
+  {
+    const __m128i in = _mm_loadu_si128((const __m128i *)(const void *)p);
+    const __m128i next = _mm_loadu_si128((const __m128i *)(const void *)(p + 1));
+    const unsigned int high = (unsigned int)_mm_movemask_epi8(in);
+    const unsigned int follow = (unsigned int)_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_and_si128(in, top2), follows));
+    const __m128i leadBytes = _mm_cmpeq_epi8(_mm_and_si128(in, top3), leads);
+    const unsigned int lead = (unsigned int)_mm_movemask_epi8(leadBytes);
+    const unsigned int nextFollow =
+      (unsigned int)_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_and_si128(next, top2), follows)) >> 15;
+    if ((high & ~(lead | follow)) != 0 || follow != (((lead << 1) | carry) & 0xFFFFu) ||
+        (lead >> 15) != ((lead >> 15) & nextFollow))
+      break;
+    const unsigned int keep = ~follow & 0xFFFFu;
+    for (int half = 0; half < 2; half++)
+    {
+      const __m128i cur = half ? _mm_unpackhi_epi8(in, zero) : _mm_unpacklo_epi8(in, zero);
+      const __m128i nxt = half ? _mm_unpackhi_epi8(next, zero) : _mm_unpacklo_epi8(next, zero);
+      const __m128i isLead = half ? _mm_unpackhi_epi8(leadBytes, leadBytes) : _mm_unpacklo_epi8(leadBytes, leadBytes);
+      const __m128i joined = _mm_or_si128(_mm_slli_epi16(_mm_and_si128(cur, low5), 6), _mm_and_si128(nxt, low6));
+      const __m128i values = _mm_blendv_epi8(cur, joined, isLead);
+      const unsigned int k = (keep >> (8 * half)) & 0xFFu;
+      const __m128i order = _mm_loadu_si128((const __m128i *)(const void *)s_keepLanes.at[k]);
+      _mm256_storeu_si256((__m256i *)(void *)o, _mm256_cvtepu16_epi32(_mm_shuffle_epi8(values, order)));
+      o += __builtin_popcount(k);
+    }
+    carry = lead >> 15;
+    p += 16;
+  }
+  /* A lead byte ending the last block taken was decoded with the byte
+   * after it: the next character starts one further on. */
+  pp = p + carry;
+  oo = o;
+}
+
+/*
+ * KivDecodeUTF8AVX2 - the first part of KivStrDecodeUTF8's main loop with
+ * the vector instructions of AVX2 (and the SSSE3 shuffles it includes):
+ * decodes from p into o while 32 bytes and 32 cells are left, and leaves
+ * p and o where it stopped, for the plain loop to go on.  Its output is
+ * that loop's, sequence for sequence:
+ *
+ * - ASCII 32 bytes at a time when all of them are, widened by 32-byte
+ *   stores (widening writes four bytes per byte, so the number of stores
+ *   sets the pace); otherwise the ASCII bytes before the first other one,
+ *   with the plain loop's rule for writing sixteen cells ahead.
+ * - Three- and four-byte sequences four at a time where they come in a
+ *   run of one length (East Asian text, emoji): the sixteen bytes at p
+ *   are checked to hold four whole sequences by one mask and one compare
+ *   on all bytes (lead bytes 1110xxxx or 11110xxx, following bytes
+ *   10xxxxxx, as KivDecodeOne requires), a shuffle gathers each sequence
+ *   into a 32-bit lane, lead byte highest, and shifts and masks take out
+ *   the bits.
+ * - Any other sequence one at a time through KivDecodeAhead.
+ */
+__attribute__((target("avx2,popcnt"))) static void KivDecodeUTF8AVX2(unsigned char const *&pp, unsigned char const *pEnd,
+                                                                     wchar_t *&oo, wchar_t *oEnd)
+{
+  unsigned char const *p = pp;
+  wchar_t *o = oo;
+  const __m128i mask3 = _mm_setr_epi8((char)0xF0, (char)0xC0, (char)0xC0, (char)0xF0, (char)0xC0, (char)0xC0,
+                                      (char)0xF0, (char)0xC0, (char)0xC0, (char)0xF0, (char)0xC0, (char)0xC0, 0, 0, 0,
+                                      0);
+  const __m128i want3 = _mm_setr_epi8((char)0xE0, (char)0x80, (char)0x80, (char)0xE0, (char)0x80, (char)0x80,
+                                      (char)0xE0, (char)0x80, (char)0x80, (char)0xE0, (char)0x80, (char)0x80, 0, 0, 0,
+                                      0);
+  const __m128i gather3 = _mm_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1);
+  const __m128i mask4 = _mm_set1_epi32((int)0xC0C0C0F8u); /* bytes F8 C0 C0 C0 in memory order */
+  const __m128i want4 = _mm_set1_epi32((int)0x808080F0u);
+  const __m128i gather4 = _mm_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12);
+  while (pEnd - p >= 32 && oEnd - o >= 32)
+  {
+    if (*p < 0x80)
+    {
+      const __m256i in = _mm256_loadu_si256((const __m256i *)(const void *)p);
+      const unsigned int high = (unsigned int)_mm256_movemask_epi8(in);
+      const unsigned int ascii = high ? (unsigned int)__builtin_ctz(high) : 32u;
+      if (ascii < 32 && (p[ascii] & 0xE0) == 0xC0 && pEnd - p >= 96)
+      {
+        /* A two-byte sequence ahead: the text may be European, taken in
+         * blocks of ASCII and two-byte sequences for as long as they
+         * come. */
+        unsigned char const *const before = p;
+        KivDecodeMixedAVX2(p, pEnd, o, oEnd);
+        if (p != before)
+          continue;
+      }
+      if (ascii >= 16 || pEnd - p >= 96)
+      {
+        const unsigned int blocks = ascii == 32 ? 4u : 2u;
+        for (unsigned int k = 0; k < blocks; k++)
+        {
+          const __m128i eight = _mm_loadl_epi64((const __m128i *)(const void *)(p + 8 * k));
+          _mm256_storeu_si256((__m256i *)(void *)(o + 8 * k), _mm256_cvtepu8_epi32(eight));
+        }
+        if (ascii > 16 && ascii < 32)
+        {
+          for (unsigned int k = 16; k < ascii; k++)
+            o[k] = (wchar_t)p[k];
+        }
+      }
+      else
+      {
+        for (unsigned int k = 0; k < ascii; k++)
+          o[k] = (wchar_t)p[k];
+      }
+      p += ascii;
+      o += ascii;
+      continue; /* both ends are checked again before the next step */
+    }
+    /* p is at a byte of 0x80 or above, with 16 bytes after it.  Two-byte
+     * sequences: in blocks as above, or one at a time. */
+    if (*p < 0xE0)
+    {
+      if ((*p & 0xE0) == 0xC0 && pEnd - p >= 96)
+      {
+        unsigned char const *const before = p;
+        KivDecodeMixedAVX2(p, pEnd, o, oEnd);
+        if (p != before)
+          continue;
+      }
+      uint32_t v;
+      p += KivDecodeAhead(p, &v);
+      *o++ = (wchar_t)v;
+      continue;
+    }
+    const __m128i in = _mm_loadu_si128((const __m128i *)(const void *)p);
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_and_si128(in, mask3), want3)) == 0xFFFF)
+    {
+      const __m128i lane = _mm_shuffle_epi8(in, gather3);
+      const __m128i v = _mm_or_si128(_mm_or_si128(_mm_and_si128(_mm_srli_epi32(lane, 4), _mm_set1_epi32(0xF000)),
+                                                  _mm_and_si128(_mm_srli_epi32(lane, 2), _mm_set1_epi32(0x0FC0))),
+                                     _mm_and_si128(lane, _mm_set1_epi32(0x3F)));
+      _mm_storeu_si128((__m128i *)(void *)o, v);
+      p += 12;
+      o += 4;
+      continue;
+    }
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_and_si128(in, mask4), want4)) == 0xFFFF)
+    {
+      const __m128i lane = _mm_shuffle_epi8(in, gather4);
+      const __m128i hi = _mm_or_si128(_mm_and_si128(_mm_srli_epi32(lane, 6), _mm_set1_epi32(0x1C0000)),
+                                      _mm_and_si128(_mm_srli_epi32(lane, 4), _mm_set1_epi32(0x3F000)));
+      const __m128i lo = _mm_or_si128(_mm_and_si128(_mm_srli_epi32(lane, 2), _mm_set1_epi32(0x0FC0)),
+                                      _mm_and_si128(lane, _mm_set1_epi32(0x3F)));
+      _mm_storeu_si128((__m128i *)(void *)o, _mm_or_si128(hi, lo));
+      p += 16;
+      o += 4;
+      continue;
+    }
+    uint32_t v;
+    p += KivDecodeAhead(p, &v);
+    *o++ = (wchar_t)v;
+  }
+  pp = p;
+  oo = o;
+}
+#endif
+
+/*
  * KivStrDecodeUTF8 - UTF-8 to UCS-4, one character per sequence (see
  * KivDecodeOne for the leniency).  Zero bytes inside an explicit count
  * decode to U+0000 like any other byte.
@@ -490,6 +751,10 @@ unsigned int KivStrDecodeUTF8(wchar_t *dest, unsigned int capacity, char const *
     wchar_t *o = w.dest;
     wchar_t *const oEnd = w.dest + w.room;
 
+#if defined(KIV_VECTOR_X86)
+    if (KivVectorFeatures() & kKivVectorAVX2)
+      KivDecodeUTF8AVX2(p, pEnd, o, oEnd);
+#endif
     /* While sixteen bytes and sixteen cells are left, neither end needs
          * watching inside a step: a sequence is at most six bytes and gives
          * one character. */
@@ -497,32 +762,8 @@ unsigned int KivStrDecodeUTF8(wchar_t *dest, unsigned int capacity, char const *
     {
       if (*p >= 0x80)
       {
-        /* The next four bytes as one number, first byte highest
-                 * (built from the bytes, so the same on every host): one
-                 * test then checks a whole two-, three- or four-byte
-                 * sequence, lead and following bytes together.  Anything
-                 * else goes to KivDecodeOne. */
-        uint32_t x = ((uint32_t)p[0] << 24) | ((uint32_t)p[1] << 16) | ((uint32_t)p[2] << 8) | p[3];
         uint32_t v;
-        if ((x & 0xF0C0C000u) == 0xE0808000u)
-        {
-          v = ((x >> 12) & 0xF000u) | ((x >> 10) & 0x0FC0u) | ((x >> 8) & 0x3Fu);
-          p += 3;
-        }
-        else if ((x & 0xE0C00000u) == 0xC0800000u)
-        {
-          v = ((x >> 18) & 0x07C0u) | ((x >> 16) & 0x3Fu);
-          p += 2;
-        }
-        else if ((x & 0xF8C0C0C0u) == 0xF0808080u)
-        {
-          v = ((x >> 6) & 0x1C0000u) | ((x >> 4) & 0x3F000u) | ((x >> 2) & 0x0FC0u) | (x & 0x3Fu);
-          p += 4;
-        }
-        else
-        {
-          p += KivDecodeOne(p, 16, &v); /* 16 bytes are there */
-        }
+        p += KivDecodeAhead(p, &v);
         *o++ = (wchar_t)v;
         continue;
       }
@@ -593,6 +834,42 @@ unsigned int KivStrDecodeANSI(wchar_t *dest, unsigned int capacity, char const *
   return KivStrDecodeUTF8(dest, capacity, src, count);
 }
 
+#if defined(KIV_VECTOR_X86)
+/*
+ * KivEncodeLatin1AVX2 - the first characters of count (all of which fit)
+ * to Latin-1 thirty-two at a time with AVX2: a value whose signed reading
+ * is above 255 becomes '?', any other its low byte, as in the plain loop.
+ * Each block of 32 cells is compared with 255, masked to its low byte,
+ * given '?' where it was above, and narrowed to bytes by two saturating
+ * packs (nothing saturates: every value is 0-255 by then) and one
+ * reordering of the 8-byte pieces the packs interleave.  Returns the
+ * characters done (a multiple of 32); the caller does the rest.
+ */
+__attribute__((target("avx2"))) static uint64_t KivEncodeLatin1AVX2(char *dest, wchar_t const *src, uint64_t count)
+{
+  const __m256i limit = _mm256_set1_epi32(255);
+  const __m256i low = _mm256_set1_epi32(0xFF);
+  const __m256i question = _mm256_set1_epi32('?');
+  const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+  uint64_t i = 0;
+  for (; count - i >= 32; i += 32)
+  {
+    __m256i v[4];
+    for (int k = 0; k < 4; k++)
+    {
+      const __m256i x = _mm256_loadu_si256((const __m256i *)(const void *)(src + i + 8 * k));
+      const __m256i above = _mm256_cmpgt_epi32(x, limit);
+      v[k] = _mm256_blendv_epi8(_mm256_and_si256(x, low), question, above);
+    }
+    const __m256i w01 = _mm256_packus_epi32(v[0], v[1]); /* per 128-bit lane: 0 1 | 0 1 */
+    const __m256i w23 = _mm256_packus_epi32(v[2], v[3]);
+    const __m256i b = _mm256_packus_epi16(w01, w23); /* 4-byte pieces: 0 1 2 3 | 0 1 2 3 */
+    _mm256_storeu_si256((__m256i *)(void *)(dest + i), _mm256_permutevar8x32_epi32(b, order));
+  }
+  return i;
+}
+#endif
+
 /*
  * KivStrEncodeLatin1 - one byte per character: a value whose signed reading
  * is above 255 becomes '?', any other (negative values included) its low
@@ -610,6 +887,10 @@ unsigned int KivStrEncodeLatin1(char *dest, unsigned int capacity, wchar_t const
     /* The characters that surely fit, in a plain loop; the writer takes
          * over for any rest. */
     uint64_t fit = n < w.room ? n : w.room;
+#if defined(KIV_VECTOR_X86)
+    if (KivVectorFeatures() & kKivVectorAVX2)
+      i = KivEncodeLatin1AVX2(w.dest, src, fit);
+#endif
     for (; i < fit; i++)
     {
       int32_t v = KivCharValue(src[i]);
@@ -703,26 +984,78 @@ unsigned int KivStrUTF16ToUCS4(unsigned int *dest, unsigned int capacity, unsign
   return w.Finish();
 }
 
+/* Length of a text of 32-bit units up to its zero (0 for null).  Where
+ * wchar_t is a 32-bit unit too, the C library's wcslen measures it many
+ * units per step; elsewhere one unit at a time. */
+static uint64_t KivUnit32Length(unsigned int const *s)
+{
+  if (!s)
+    return 0;
+  if (sizeof(wchar_t) == sizeof(unsigned int))
+    return (uint64_t)wcslen(reinterpret_cast<wchar_t const *>(s));
+  return KivUnitLength(s);
+}
+
 /*
  * KivStrUCS4ToUTF16 - values up to 0xFFFF are one unit (surrogate values
  * pass through); U+10000 to U+10FFFF a surrogate pair, written whole or not
  * at all.  A value above U+10FFFF gives a '?' unit and then the pair built
  * from its bits by the same formula, each half kept to 16 bits: three units,
  * the '?' and the pair being two separate items.  The result counts units.
+ *
+ * While eight characters and 24 units of room are left, eight characters
+ * are taken at once: when none is above 0xFFFF (the common case) they are
+ * narrowed in one block, otherwise converted one by one, which cannot run
+ * out of room either (three units at most per character).  Near the end of
+ * the room the writer weighs each item.
  */
 unsigned int KivStrUCS4ToUTF16(unsigned short *dest, unsigned int capacity, unsigned int const *src, unsigned int count)
 {
-  uint64_t n = KivInputCount(src, count);
+  uint64_t n = src ? (count == 0xFFFFFFFFu ? KivUnit32Length(src) : count) : 0;
   KivWriter<unsigned short> w(dest, capacity);
   uint64_t i = 0;
   if (w.writing)
   {
-    /* No character takes more than three units: while three are left,
-         * write without the writer's bookkeeping; it takes over near the
-         * end of the room. */
     unsigned short *d = w.dest;
     const unsigned int room = w.room;
     unsigned int pos = 0;
+    while (n - i >= 8 && room - pos >= 24)
+    {
+      /* A local copy, so that the compiler may widen the block: stores
+       * into the destination cannot change it. */
+      uint32_t c[8];
+      uint32_t any = 0;
+      for (unsigned int k = 0; k < 8; k++)
+      {
+        c[k] = src[i + k];
+        any |= c[k];
+      }
+      if (any <= 0xFFFF)
+      {
+        for (unsigned int k = 0; k < 8; k++)
+          d[pos + k] = (unsigned short)c[k];
+        pos += 8;
+        i += 8;
+        continue;
+      }
+      for (unsigned int k = 0; k < 8; k++)
+      {
+        const uint32_t v = c[k];
+        if (v <= 0xFFFF)
+        {
+          d[pos++] = (unsigned short)v;
+          continue;
+        }
+        if (v > 0x10FFFF)
+          d[pos++] = (unsigned short)'?';
+        d[pos] = (unsigned short)(((v >> 10) + 0xD7C0) & 0xFFFF);
+        d[pos + 1] = (unsigned short)((v & 0x3FF) + 0xDC00);
+        pos += 2;
+      }
+      i += 8;
+    }
+    /* Fewer than eight characters, or the end of the room near: while
+     * three units are left no character can fail to fit. */
     for (; i < n && room - pos >= 3; i++)
     {
       uint32_t c = src[i];
