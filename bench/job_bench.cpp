@@ -18,6 +18,8 @@
  *
  *   bench_jobs --backend PATH --lookup PATH [--repeat N] [--quick]
  *              [--per-page] [--only TEXT]
+ *   bench_jobs --serve     start the scheduler, print its CUPS_SERVER and
+ *                          wait until standard input ends (for profiling)
  *
  * Every job runs N times (default 5), backend and floor alternating, so a
  * change in the machine's load falls on both.  The table shows the minimum
@@ -744,6 +746,7 @@ int main(int argc, char **argv)
   int repeat = 5;
   bool quick = false;
   bool perPage = false;
+  bool serve = false;
   for (int i = 1; i < argc; i++)
   {
     if (!strcmp(argv[i], "--backend") && i + 1 < argc)
@@ -758,10 +761,12 @@ int main(int argc, char **argv)
       quick = true;
     else if (!strcmp(argv[i], "--per-page"))
       perPage = true;
+    else if (!strcmp(argv[i], "--serve"))
+      serve = true;
     else
       backend.clear(), repeat = 0, i = argc;
   }
-  if (backend.empty() || lookupProgram.empty() || repeat < 1)
+  if (!serve && (backend.empty() || lookupProgram.empty() || repeat < 1))
   {
     fprintf(stderr, "usage: bench_jobs --backend PATH --lookup PATH [--repeat N] [--quick] [--per-page] [--only TEXT]\n");
     return 2;
@@ -788,6 +793,18 @@ int main(int argc, char **argv)
     fprintf(stderr, "bench: cannot start a private scheduler: %s\n", cupsdLastError().c_str());
     cupsdStop(&cupsd);
     return 1;
+  }
+
+  if (serve)
+  {
+    /* For profiling by hand: the scheduler of the benchmark, until standard
+       input ends. */
+    printf("CUPS_SERVER=%s PRINTER=Office\n", cupsd.socketPath.c_str());
+    fflush(stdout);
+    while (getchar() != EOF)
+      ;
+    cupsdStop(&cupsd);
+    return 0;
   }
 
   printf("== The start of a job: the empty job against a program that links libcups alone\n"
