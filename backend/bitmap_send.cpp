@@ -10,7 +10,6 @@
 #include <lzf.h>
 
 #include "large_alloc.h"
-#include "page_raster.h"
 #include "rc_packet.h"
 
 /*
@@ -216,20 +215,20 @@ void bitmap_reverse_groups(unsigned char *dst, const unsigned char *src, size_t 
  * or in the next line of the buffer, which its own copy overwrites.  Not
  * writing them lets the lines of a fragment be copied in any order.
  */
-void bitmap_copy_row(const print_job_s *job, uint64_t row, uint32_t alignedLine,
+void bitmap_copy_row(const page_raster_s *raster, uint64_t row, uint32_t alignedLine,
                      unsigned char *dst)
 {
-  uint32_t bytesPerLine = (uint32_t)job->bytesPerLine;
+  uint32_t bytesPerLine = (uint32_t)raster->bytesPerLine;
   uint64_t whole = (uint64_t)bytesPerLine / 3u * 3u;
   uint64_t groupsEnd = ((uint64_t)bytesPerLine + 2u) / 3u * 3u;
-  uint64_t rowStride = (uint64_t)job->rasterWidth * job->rasterDepth;
+  uint64_t rowStride = (uint64_t)raster->width * raster->depth;
   uint64_t start = row * rowStride;
-  uint64_t size = job->rasterSize;
+  uint64_t size = raster->size;
   uint64_t g;
 
   if (start <= size && groupsEnd <= size - start)
   {
-    const unsigned char *src = job->raster_data + start;
+    const unsigned char *src = raster->raster_data + start;
 
     bitmap_reverse_groups(dst, src, (size_t)whole);
     if (whole < bytesPerLine)
@@ -250,7 +249,7 @@ void bitmap_copy_row(const print_job_s *job, uint64_t row, uint32_t alignedLine,
       {
         uint64_t at = start + g + (uint64_t)i;
 
-        b[i] = (start <= size && at < size) ? job->raster_data[at] : 0xFF;
+        b[i] = (start <= size && at < size) ? raster->raster_data[at] : 0xFF;
       }
       for (i = 0; i < 3 && g + (uint64_t)i < bytesPerLine; i++)
         dst[g + (uint64_t)i] = b[2 - i];
@@ -262,51 +261,61 @@ void bitmap_copy_row(const print_job_s *job, uint64_t row, uint32_t alignedLine,
 
 /*
  * 'pageBuffers()' - The line buffer (rwsize + 2 bytes) and the compression
- * buffer of a page, kept in the job from one page to the next.
+ * buffer of a page, kept from one page to the next.
  *
  * The pages of a job have the same layout, so the buffers of the first
  * page serve every later one: they are made again only when a page needs
  * more.  Reusing them spares each page the page faults of fresh memory;
  * the memory held is what one page needs, as before.  They are released
- * with the job (print_job_release(), or the process end).  Returns 0 when
+ * with bitmap_buffers_free(), or at the process end.  Returns 0 when
  * they cannot be allocated (a line says so; none is left).
  */
-static int pageBuffers(print_job_s *job, const bitmap_layout *layout)
+static int pageBuffers(bitmap_buffers_s *buffers, const bitmap_layout *layout)
 {
   /* Two spare bytes, as the format's buffer has; no copy reaches them. */
   size_t lineSize = (size_t)layout->rwsize + 2u;
   size_t compressSize = (size_t)layout->compressSize;
 
-  if (job->lineBuffer && job->lineBufferSize < lineSize)
+  if (buffers->lineBuffer && buffers->lineBufferSize < lineSize)
   {
-    free(job->lineBuffer);
-    job->lineBuffer = NULL;
+    free(buffers->lineBuffer);
+    buffers->lineBuffer = NULL;
   }
-  if (job->compressBuffer && job->compressBufferSize < compressSize)
+  if (buffers->compressBuffer && buffers->compressBufferSize < compressSize)
   {
-    free(job->compressBuffer);
-    job->compressBuffer = NULL;
+    free(buffers->compressBuffer);
+    buffers->compressBuffer = NULL;
   }
-  if (!job->lineBuffer)
+  if (!buffers->lineBuffer)
   {
-    job->lineBuffer = (unsigned char *)large_alloc(lineSize);
-    job->lineBufferSize = job->lineBuffer ? lineSize : 0;
+    buffers->lineBuffer = (unsigned char *)large_alloc(lineSize);
+    buffers->lineBufferSize = buffers->lineBuffer ? lineSize : 0;
   }
-  if (!job->compressBuffer)
+  if (!buffers->compressBuffer)
   {
-    job->compressBuffer = (unsigned char *)malloc(compressSize);
-    job->compressBufferSize = job->compressBuffer ? compressSize : 0;
+    buffers->compressBuffer = (unsigned char *)malloc(compressSize);
+    buffers->compressBufferSize = buffers->compressBuffer ? compressSize : 0;
   }
-  if (job->lineBuffer && job->compressBuffer)
+  if (buffers->lineBuffer && buffers->compressBuffer)
     return 1;
 
   fprintf(stderr, "DEBUG: CorvaneBackend - ENDPAGE - CANNOT allocate bitmap buffers (%u + %u bytes) !!!\n",
           (unsigned int)lineSize, (unsigned int)compressSize);
-  free(job->lineBuffer);
-  free(job->compressBuffer);
-  job->lineBuffer = job->compressBuffer = NULL;
-  job->lineBufferSize = job->compressBufferSize = 0;
+  free(buffers->lineBuffer);
+  free(buffers->compressBuffer);
+  buffers->lineBuffer = buffers->compressBuffer = NULL;
+  buffers->lineBufferSize = buffers->compressBufferSize = 0;
   return 0;
+}
+
+/*
+ * 'bitmap_buffers_free()' - Free ENDPAGE's two buffers.
+ */
+void bitmap_buffers_free(bitmap_buffers_s *buffers)
+{
+  free(buffers->lineBuffer);
+  free(buffers->compressBuffer);
+  memset(buffers, 0, sizeof(*buffers));
 }
 
 /*
@@ -315,30 +324,32 @@ static int pageBuffers(print_job_s *job, const bitmap_layout *layout)
  * Rows go from nLines - 1 down to 0, sendLines to a fragment, the k-th row
  * of a fragment at k x the aligned line length.  The two buffers are made
  * only when there is a fragment to send, and kept for the next page.  On a
- * failed write the job ends at once.
+ * failed write the job ends at once.  The raster is only read: its
+ * caller has settled it, so every byte holds its value.
  */
-int send_page_bitmap(print_job_s *job)
+int send_page_bitmap(const page_raster_s *raster, bitmap_buffers_s *buffers,
+                     const bitmap_page_s *page)
 {
   bitmap_layout layout;
   int fragments = 0;
-  int32_t nLines = job->nLines;
+  int32_t nLines = raster->nLines;
 
   fprintf(stderr, "DEBUG: \"CorvaneBackend - ENDPAGE - %s\"\n",
-          job->raster_data ? "raster_data OK" : "raster_data EMPTY");
-  if (!job->raster_data)
+          raster->raster_data ? "raster_data OK" : "raster_data EMPTY");
+  if (!raster->raster_data)
   {
     fputs("DEBUG: CorvaneBackend - NO ALLOCATED raster_data !!!\n", stderr);
     return 1;
   }
 
-  if (!rc_send_bitmap_hdr(job->sock, job->rasterWidth, job->rasterHeight, job->hwresX,
-                          job->hwresY, job->namePayload, job->nameLen))
+  if (!rc_send_bitmap_hdr(page->sock, raster->width, raster->height, page->hwresX,
+                          page->hwresY, page->namePayload, page->nameLen))
     return 0;
   fputs("DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_HDR sent\"\n", stderr);
 
-  bitmap_compute_layout((uint32_t)job->bytesPerLine, &layout);
+  bitmap_compute_layout((uint32_t)raster->bytesPerLine, &layout);
   fprintf(stderr, "DEBUG: CorvaneBackend - bitmap bytesPerLine: %d raster_w: %d nLines: %d alignPerLine: %d\n",
-          (int)job->bytesPerLine, (int)(job->rasterWidth * job->rasterDepth), (int)nLines,
+          (int)raster->bytesPerLine, (int)(raster->width * raster->depth), (int)nLines,
           (int)layout.alignPerLine);
   fprintf(stderr, "DEBUG: \"CorvaneBackend - sendLines: %d rwsize: %d\"\n",
           (int)layout.sendLines, (int)layout.rwsize);
@@ -348,12 +359,10 @@ int send_page_bitmap(print_job_s *job)
     int64_t row = (int64_t)nLines - 1;
     unsigned char *lineBuffer, *compressed;
 
-    if (!pageBuffers(job, &layout))
+    if (!pageBuffers(buffers, &layout))
       return 0;
-    lineBuffer = job->lineBuffer;
-    compressed = job->compressBuffer;
-    /* The rows are read from here on: whatever no line wrote is white. */
-    raster_settle(job);
+    lineBuffer = buffers->lineBuffer;
+    compressed = buffers->compressBuffer;
 
     while (row >= 0)
     {
@@ -368,7 +377,7 @@ int send_page_bitmap(print_job_s *job)
       uint32_t i;
 
       for (i = 0; i < k; i++)
-        bitmap_copy_row(job, (uint64_t)(low + (int64_t)i), layout.alignedLine,
+        bitmap_copy_row(raster, (uint64_t)(low + (int64_t)i), layout.alignedLine,
                         lineBuffer + (size_t)(k - 1u - i) * layout.alignedLine);
       row = low - 1;
       sendLength = k * layout.alignedLine;
@@ -377,8 +386,8 @@ int send_page_bitmap(print_job_s *job)
       fprintf(stderr, "DEBUG: \"CorvaneBackend - lzf_compress: %d sendLength: %d\"\n",
               (int)packed, (int)sendLength);
 
-      if (!rc_send_bitmap_fragment(job->sock, sendLength, compressed, packed,
-                                   job->namePayload, job->nameLen, fragments + 1, (int)nLines))
+      if (!rc_send_bitmap_fragment(page->sock, sendLength, compressed, packed,
+                                   page->namePayload, page->nameLen, fragments + 1, (int)nLines))
         return 0;
       fragments++;
       fprintf(stderr, "DEBUG: \"CorvaneBackend - %d/%d RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n",
@@ -386,13 +395,13 @@ int send_page_bitmap(print_job_s *job)
     }
   }
 
-  if (!rc_send_bitmap_end(job->sock, job->namePayload, job->nameLen))
+  if (!rc_send_bitmap_end(page->sock, page->namePayload, page->nameLen))
     return 0;
   fputs("DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_END sent\"\n", stderr);
 
-  if (!rc_send_page_end(job->sock, job->namePayload, job->nameLen))
+  if (!rc_send_page_end(page->sock, page->namePayload, page->nameLen))
     return 0;
 
-  fprintf(stderr, "DEBUG: \"CorvaneBackend - PAGE %d sent\"\n", job->pageCounter);
+  fprintf(stderr, "DEBUG: \"CorvaneBackend - PAGE %d sent\"\n", page->pageCounter);
   return 1;
 }

@@ -12,11 +12,33 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "print_job.h"
+#include "page_raster.h"
 
 /* Largest uncompressed fragment, and the compression buffer for it. */
 #define BITMAP_FRAGMENT_LIMIT  2000000u
 #define BITMAP_COMPRESS_BUFFER 2400000u
+
+/* ENDPAGE's two working buffers, made by the first page that sends a
+   fragment and kept for the pages after it (made again only when a page
+   needs them larger); left for the process end (or bitmap_buffers_free()). */
+struct bitmap_buffers_s
+{
+  unsigned char *lineBuffer;     /* the fragment's lines, uncompressed */
+  unsigned char *compressBuffer; /* the fragment, compressed */
+  size_t lineBufferSize, compressBufferSize;
+};
+
+/* What a page's bitmap is sent with besides its raster: the PAGE
+   resolution for the bitmap header, the page number for the log, the
+   socket and the printer-name payload that follows every record. */
+struct bitmap_page_s
+{
+  uint32_t hwresX, hwresY;
+  int pageCounter;
+  int sock;
+  const unsigned char *namePayload;
+  uint32_t nameLen;
+};
 
 /* Geometry of a page's bitmap, as ENDPAGE computes it from bytesPerLine. */
 struct bitmap_layout
@@ -52,12 +74,18 @@ void bitmap_reverse_groups_portable(unsigned char *dst, const unsigned char *src
    zeroed.  Writes dst[0] to dst[alignedLine - 1] (alignedLine is at least
    bytesPerLine) and nothing beyond: the bytes of the last group that fall
    past bytesPerLine are padding, sent as zeros. */
-void bitmap_copy_row(const print_job_s *job, uint64_t row, uint32_t alignedLine,
+void bitmap_copy_row(const page_raster_s *raster, uint64_t row, uint32_t alignedLine,
                      unsigned char *dst);
 
-/* ENDPAGE.  Returns 1 when the page was sent or had no raster; 0 when a
-   record could not be written or the page's buffers could not be
-   allocated (a line has said which), and the job must end at once. */
-int send_page_bitmap(print_job_s *job);
+/* ENDPAGE: logs whether the page has a raster and sends it.  The raster
+   must have settled (raster_settle()) when it has lines; it is only read.
+   Returns 1 when the page was sent or had no raster; 0 when a record could
+   not be written or the page's buffers could not be allocated (a line has
+   said which), and the job must end at once. */
+int send_page_bitmap(const page_raster_s *raster, bitmap_buffers_s *buffers,
+                     const bitmap_page_s *page);
+
+/* Frees the two buffers and leaves the record empty. */
+void bitmap_buffers_free(bitmap_buffers_s *buffers);
 
 #endif

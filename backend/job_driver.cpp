@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "cups_file.h"
+#include "device_uri.h"
 #include "print_job.h"
 #include "printer_lookup.h"
 #include "socket_transport.h"
@@ -56,6 +57,7 @@ int backend_main(int argc, char **argv)
   static const char *printerName;
   static _cups_file_s *fp;
   static print_job_s job;
+  device_uri_options_s uriOptions;
 
   /* Standard error is the job log: every line goes out as it is written. */
   setvbuf(stderr, NULL, _IONBF, 0);
@@ -133,6 +135,9 @@ int backend_main(int argc, char **argv)
   if (converted > 0)
     copies = (int)converted;
 
+  /* The queue's device URI may ask for a raster per page. */
+  device_uri_parse(device_uri_of_run(argv[0]), &uriOptions);
+
   if (!socket_connect(socketPath, &sock))
   {
     WRITE_FIXED("DEBUG: CorvaneBackend - socket_connect FAILED\n");
@@ -140,6 +145,7 @@ int backend_main(int argc, char **argv)
   }
 
   print_job_init(&job, sock, printerName, copies);
+  job.raster.perPage = uriOptions.perPage;
   if (fp && !command_loop(&job, fp))
     return CORVANE_BACKEND_STOP;
 

@@ -17,6 +17,7 @@
 #include "bitmap_send.h"
 #include "command_line.h"
 #include "name_payload.h"
+#include "number_scan.h"
 #include "page_raster.h"
 #include "paper_table.h"
 #include "rc_packet.h"
@@ -33,7 +34,7 @@ void print_job_init(print_job_s *job, int sock, const char *printerName, int cop
 }
 
 /*
- * 'printerModel()' - PRINTERMODEL [name]: name the printer and rebuild the
+ * 'printermodel_command()' - PRINTERMODEL [name]: name the printer and rebuild the
  * payload that follows every later record.
  *
  * Without a value the queue's description is the name.  The name is cut to
@@ -41,7 +42,7 @@ void print_job_init(print_job_s *job, int sock, const char *printerName, int cop
  * bounds nameLen at 2048.  If the payload cannot be allocated the records
  * go out without a name (nameLen 0), as before the first PRINTERMODEL.
  */
-static void printerModel(print_job_s *job, const char *value)
+static void printermodel_command(print_job_s *job, const char *value)
 {
   char name[COMMAND_LINE_SIZE];
   const char *source = value ? value : job->printerName;
@@ -58,10 +59,10 @@ static void printerModel(print_job_s *job, const char *value)
 }
 
 /*
- * 'colorDevice()' - COLORDEVICE number: only the number 1 declares colour;
+ * 'colordevice_command()' - COLORDEVICE number: only the number 1 declares colour;
  * text that is not a number leaves the flag as it was.
  */
-static void colorDevice(print_job_s *job, const char *value)
+static void colordevice_command(print_job_s *job, const char *value)
 {
   const char *p = value;
   int32_t number;
@@ -73,9 +74,9 @@ static void colorDevice(print_job_s *job, const char *value)
 }
 
 /*
- * 'pageName()' - PAGENAME name: keep at most 41 bytes of the paper name.
+ * 'pagename_command()' - PAGENAME name: keep at most 41 bytes of the paper name.
  */
-static void pageName(print_job_s *job, const char *value)
+static void pagename_command(print_job_s *job, const char *value)
 {
   strncpy(job->pageName, value, PRINT_JOB_PAGE_NAME_MAX);
   job->pageName[PRINT_JOB_PAGE_NAME_MAX] = '\0';
@@ -98,13 +99,13 @@ static int tenthsOfMillimetre(float points)
 }
 
 /*
- * 'page()' - PAGE numbers: the page's settings, and its start record.
+ * 'page_command()' - PAGE numbers: the page's settings, and its start record.
  *
  * The ten numbers are read in order and each is stored as soon as it is
  * read, so a short value still replaces the leading ones; only a full set
  * starts a page.
  */
-static int page(print_job_s *job, const char *value)
+static int page_command(print_job_s *job, const char *value)
 {
   const char *p = value;
   int count = 0;
@@ -167,8 +168,48 @@ static int page(print_job_s *job, const char *value)
   if (!rc_send_page_start(job->sock, &settings, job->namePayload, job->nameLen))
     return 0;
   fputs("DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n", stderr);
-  job->nLines = 0;
+  job->raster.nLines = 0;
   return 1;
+}
+
+/*
+ * 'document_command()' - DOCUMENT [anything]: the document start record.
+ */
+static int document_command(print_job_s *job)
+{
+  return rc_send_doc_start(job->sock, job->namePayload, job->nameLen);
+}
+
+/*
+ * 'enddocument_command()' - ENDDOCUMENT: the document end record.
+ */
+static int enddocument_command(print_job_s *job)
+{
+  if (!rc_send_doc_end(job->sock, job->namePayload, job->nameLen))
+    return 0;
+  fputs("DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n", stderr);
+  return 1;
+}
+
+/*
+ * 'endpage_command()' - ENDPAGE: the page's raster goes out as a bitmap.
+ *
+ * The rows are read from here on, so whatever no line wrote is made white
+ * first; a page without lines reads no row and needs no clearing.
+ */
+static int endpage_command(print_job_s *job)
+{
+  bitmap_page_s page;
+
+  if (job->raster.nLines > 0)
+    raster_settle(&job->raster);
+  page.hwresX = job->hwresX;
+  page.hwresY = job->hwresY;
+  page.pageCounter = job->pageCounter;
+  page.sock = job->sock;
+  page.namePayload = job->namePayload;
+  page.nameLen = job->nameLen;
+  return send_page_bitmap(&job->raster, &job->bitmap, &page);
 }
 
 /*
@@ -185,42 +226,41 @@ static int runCommands(print_job_s *job, _cups_file_s *fp)
        and the order of the comparisons changes nothing but their cost:
        LINE, thousands of times a page, is looked for first. */
     if (!strcmp(keyword, "LINE"))
-      line_command(job, value, fp);
+      line_command(&job->raster, value, fp);
     else if (!strcmp(keyword, "PRINTERMODEL"))
-      printerModel(job, value);
+      printermodel_command(job, value);
     else if (!strcmp(keyword, "DOCUMENT"))
     {
-      if (!rc_send_doc_start(job->sock, job->namePayload, job->nameLen))
+      if (!document_command(job))
         return 0;
     }
     else if (!strcmp(keyword, "COLORDEVICE"))
     {
       if (value)
-        colorDevice(job, value);
+        colordevice_command(job, value);
     }
     else if (!strcmp(keyword, "ENDDOCUMENT"))
     {
-      if (!rc_send_doc_end(job->sock, job->namePayload, job->nameLen))
+      if (!enddocument_command(job))
         return 0;
-      fputs("DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n", stderr);
     }
     else if (!strcmp(keyword, "PAGENAME"))
     {
       if (value)
-        pageName(job, value);
+        pagename_command(job, value);
     }
     else if (!strcmp(keyword, "PAGE"))
     {
-      if (!page(job, value))
+      if (!page_command(job, value))
         return 0;
     }
     else if (!strcmp(keyword, "ENDPAGE"))
     {
-      if (!send_page_bitmap(job))
+      if (!endpage_command(job))
         return 0;
     }
     else if (!strcmp(keyword, "RASTER"))
-      raster_command(job, value);
+      raster_command(&job->raster, value, job->pageWidth, job->pageHeight);
   }
   return 1;
 }
@@ -236,7 +276,7 @@ int command_loop(print_job_s *job, _cups_file_s *fp)
 {
   int result = runCommands(job, fp);
 
-  raster_settle(job);
+  raster_settle(&job->raster);
   return result;
 }
 
@@ -258,12 +298,13 @@ void print_job_release(print_job_s *job)
   int sock = job->sock;
   const char *printerName = job->printerName;
   int copies = job->copies;
-  uint32_t rasterLimit = job->rasterLimit;
+  uint32_t limit = job->raster.limit;
+  int perPage = job->raster.perPage;
 
   free(job->namePayload);
-  free(job->raster_data);
-  free(job->lineBuffer);
-  free(job->compressBuffer);
+  raster_free(&job->raster);
+  bitmap_buffers_free(&job->bitmap);
   print_job_init(job, sock, printerName, copies);
-  job->rasterLimit = rasterLimit;
+  job->raster.limit = limit;
+  job->raster.perPage = perPage;
 }

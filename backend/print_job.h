@@ -4,16 +4,20 @@
  *
  * One job per process: the driver keeps one print_job_s for the whole run.
  * Nothing in it is reset between pages or documents, except the line count
- * at each page start.  All of the job's state lives here (nothing in
- * globals), so the command loop can also be run in-process several times,
- * each over a fresh print_job_s, and released with print_job_release().
+ * at each page start (and, in per-page mode, the raster at each RASTER).
+ * All of the job's state lives here (nothing in globals), so the command
+ * loop can also be run in-process several times, each over a fresh
+ * print_job_s, and released with print_job_release().
  */
 #ifndef CORVANE_PRINT_JOB_H
 #define CORVANE_PRINT_JOB_H
 
 #include <stdint.h>
-#include "cups_file.h"
+
+#include "bitmap_send.h"
 #include "command_line.h"
+#include "cups_file.h"
+#include "page_raster.h"
 
 /* Longest page name kept from PAGENAME, in bytes. */
 #define PRINT_JOB_PAGE_NAME_MAX 41
@@ -46,38 +50,14 @@ struct print_job_s
   unsigned char *namePayload;
   uint32_t nameLen;
 
-  /* Page raster: allocated once per job and kept until the process ends
-     (or print_job_release()). */
-  unsigned char *raster_data;
-  unsigned char *rasterCursor; /* where the next LINE's bytes go */
-  unsigned char *rasterEnd;    /* raster_data + rasterSize */
-  /* The raster is cleared to white lazily: its bytes from rasterClean to
-     rasterEnd have not been written yet and stand for white (0xFF).  LINE
-     writes there first, so the rows of a full page are written once, not
-     cleared and then written; raster_settle() clears whatever is left
-     before anything reads the raster (ENDPAGE, the end of the loop).  Null
-     when every byte of the raster holds its value. */
-  unsigned char *rasterClean;
-  uint32_t rasterSize;
-  uint32_t rasterWidth, rasterHeight, rasterDepth;
-  int32_t bytesPerLine; /* byte count of the job's first LINE */
-  int32_t nLines;       /* LINEs taken since the last page start */
-  /* Largest raster RASTER may allocate, in bytes; 0 (what print_job_init()
-     sets and the backend keeps) means no limit.  In-process runs (fuzzers)
-     set it so a RASTER asking for gigabytes is refused exactly like an
-     allocation that fails. */
-  uint32_t rasterLimit;
-
-  /* ENDPAGE's two working buffers, made by the first page that sends a
-     fragment and kept for the pages after it (made again only when a page
-     needs them larger); left for the process end (or
-     print_job_release()). */
-  unsigned char *lineBuffer;
-  unsigned char *compressBuffer;
-  size_t lineBufferSize, compressBufferSize;
+  /* The page raster (one per job unless the device URI asks for one per
+     page) and ENDPAGE's working buffers. */
+  page_raster_s raster;
+  bitmap_buffers_s bitmap;
 };
 
-/* Prepares a job over a connected socket; everything else starts empty. */
+/* Prepares a job over a connected socket; everything else starts empty
+   (one raster per job, no limit). */
 void print_job_init(print_job_s *job, int sock, const char *printerName, int copies);
 
 /* Runs the command loop over the stream until the input ends.  Returns 1 at
@@ -91,9 +71,10 @@ void print_job_free_payload(print_job_s *job);
 
 /* Frees everything the job holds, the raster and the page buffers
    included, and leaves it as print_job_init() left it apart from the
-   socket, printer name, copies and rasterLimit.
+   socket, printer name, copies and the raster's limit and mode.
    The backend itself never calls it (its raster lives until the process
-   ends); it is for running jobs in-process, as the fuzzers and tests do. */
+   ends); it is for programs that run jobs in-process, one after another,
+   in one process (the command loop's fuzzer, the benchmarks, the tests). */
 void print_job_release(print_job_s *job);
 
 #endif

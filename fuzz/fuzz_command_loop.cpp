@@ -30,7 +30,7 @@
  * the lines that report records sent agree with the records received.
  *
  * Two bounds keep each run short.  RASTER may ask for up to 4 GiB, so the
- * job's rasterLimit refuses rasters above 16 MiB (as a failed allocation
+ * raster's limit refuses rasters above 16 MiB (as a failed allocation
  * would be refused).  And a short stream can make ENDPAGE send a great deal:
  * every ENDPAGE re-sends nLines lines of the first LINE's length, so a few
  * hundred bytes of "LINE 0" and "ENDPAGE" lines can ask for gigabytes.
@@ -530,7 +530,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
   print_job_s *job = new print_job_s;
   print_job_init(job, sv[0], "Fuzz Queue", 1);
-  job->rasterLimit = kRasterLimit;
+  job->raster.limit = kRasterLimit;
 
   /* The log is kept in memory and checked against the records. */
   char *logText = NULL;
@@ -560,23 +560,23 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
   /* The raster's. */
   JobFacts facts;
   memset(&facts, 0, sizeof facts);
-  if (job->raster_data)
+  if (job->raster.raster_data)
   {
-    FUZZ_CHECK(job->rasterDepth == 1 || job->rasterDepth == 3);
-    FUZZ_CHECK((uint64_t)job->rasterWidth * job->rasterHeight * job->rasterDepth == job->rasterSize);
-    FUZZ_CHECK(job->rasterSize > 0 && job->rasterSize <= kRasterLimit);
-    FUZZ_CHECK(job->rasterEnd == job->raster_data + job->rasterSize);
-    FUZZ_CHECK(job->rasterCursor >= job->raster_data && job->rasterCursor <= job->rasterEnd);
-    facts.raster = job->raster_data;
-    facts.rasterSize = job->rasterSize;
-    facts.width = job->rasterWidth;
-    facts.height = job->rasterHeight;
-    facts.depth = job->rasterDepth;
+    FUZZ_CHECK(job->raster.depth == 1 || job->raster.depth == 3);
+    FUZZ_CHECK((uint64_t)job->raster.width * job->raster.height * job->raster.depth == job->raster.size);
+    FUZZ_CHECK(job->raster.size > 0 && job->raster.size <= kRasterLimit);
+    FUZZ_CHECK(job->raster.end == job->raster.raster_data + job->raster.size);
+    FUZZ_CHECK(job->raster.cursor >= job->raster.raster_data && job->raster.cursor <= job->raster.end);
+    facts.raster = job->raster.raster_data;
+    facts.rasterSize = job->raster.size;
+    facts.width = job->raster.width;
+    facts.height = job->raster.height;
+    facts.depth = job->raster.depth;
   }
   else
-    FUZZ_CHECK(job->rasterCursor == NULL && job->rasterSize == 0);
-  FUZZ_CHECK(job->bytesPerLine >= 0 && job->nLines >= 0);
-  facts.bytesPerLine = (uint32_t)job->bytesPerLine;
+    FUZZ_CHECK(job->raster.cursor == NULL && job->raster.size == 0);
+  FUZZ_CHECK(job->raster.bytesPerLine >= 0 && job->raster.nLines >= 0);
+  facts.bytesPerLine = (uint32_t)job->raster.bytesPerLine;
 
   RecordsSeen seen;
   seen.docEnds = seen.pageStarts = seen.headers = seen.bitmapEnds = seen.pageEnds = 0;

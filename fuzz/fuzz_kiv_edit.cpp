@@ -400,7 +400,9 @@ static void caseNarrow(const std::vector<char> &text, FuzzInput &in)
       wchar_t other = (wchar_t)(upper ? towupper((wint_t)wc) : towlower((wint_t)wc));
       char buf[16];
       int m = wctomb(buf, other);
-      if (m == r)
+      /* A form no longer than the character is written over its start;
+         a longer one leaves the character alone. */
+      if (m > 0 && m <= r)
         memcpy(want.data() + i, buf, (size_t)m);
       i += (size_t)r;
     }

@@ -195,23 +195,23 @@ TEST(JobsBitmapRow, GroupsReversedPaddingZeroWhiteBeyondTheEnd)
   std::string raster = "0123456789abcdefghij";
   print_job_s job;
   memset(&job, 0, sizeof(job));
-  job.raster_data = (unsigned char *)&raster[0];
-  job.rasterSize = 20;
-  job.rasterWidth = 10;
-  job.rasterHeight = 2;
-  job.rasterDepth = 1;
-  job.bytesPerLine = 10;
+  job.raster.raster_data = (unsigned char *)&raster[0];
+  job.raster.size = 20;
+  job.raster.width = 10;
+  job.raster.height = 2;
+  job.raster.depth = 1;
+  job.raster.bytesPerLine = 10;
   unsigned char dst[16];
   memset(dst, 0xEE, sizeof(dst));
-  bitmap_copy_row(&job, 0, 12, dst);
+  bitmap_copy_row(&job.raster, 0, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string("210543876\x00\x00\x00", 12).replace(9, 1, "b"));
   memset(dst, 0xEE, sizeof(dst));
-  bitmap_copy_row(&job, 1, 12, dst);
+  bitmap_copy_row(&job.raster, 1, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string("cbafedihg\xFF\0\0", 12));
   /* Rows wholly past the end are white data with zero padding. */
-  bitmap_copy_row(&job, 7, 12, dst);
+  bitmap_copy_row(&job.raster, 7, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string(10, '\xFF') + std::string(2, '\0'));
-  bitmap_copy_row(&job, 0xFFFFFFFFFFull, 12, dst);
+  bitmap_copy_row(&job.raster, 0xFFFFFFFFFFull, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string(10, '\xFF') + std::string(2, '\0'));
 }
 
@@ -220,15 +220,15 @@ TEST(JobsBitmapRow, DepthThreeComponentOrderTurnsAround)
   std::string raster = "RGBrgbXYZ";
   print_job_s job;
   memset(&job, 0, sizeof(job));
-  job.raster_data = (unsigned char *)&raster[0];
-  job.rasterSize = 9;
-  job.rasterWidth = 3;
-  job.rasterHeight = 1;
-  job.rasterDepth = 3;
-  job.bytesPerLine = 9;
+  job.raster.raster_data = (unsigned char *)&raster[0];
+  job.raster.size = 9;
+  job.raster.width = 3;
+  job.raster.height = 1;
+  job.raster.depth = 3;
+  job.raster.bytesPerLine = 9;
   unsigned char dst[14];
   memset(dst, 0xEE, sizeof(dst));
-  bitmap_copy_row(&job, 0, 12, dst);
+  bitmap_copy_row(&job.raster, 0, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string("BGRbgrZYX\0\0\0", 12));
 }
 
@@ -483,11 +483,11 @@ TEST(JobsBitmap, LaterPagesUseTheSameRasterFromItsStart)
 
   print_job_s *job = new print_job_s;
   LoopRun run = runLoop(stream, "Office", job);
-  EXPECT_EQ(job->rasterCursor, job->rasterEnd);
-  EXPECT_EQ(job->nLines, 3);
+  EXPECT_EQ(job->raster.cursor, job->raster.end);
+  EXPECT_EQ(job->raster.nLines, 3);
   EXPECT_EQ(job->pageCounter, 4);
   print_job_release(job);
-  EXPECT_EQ(job->raster_data, nullptr);
+  EXPECT_EQ(job->raster.raster_data, nullptr);
   delete job;
 
   std::vector<WireRecord> recs = recordsOf(run.wire);

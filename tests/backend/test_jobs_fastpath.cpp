@@ -133,32 +133,32 @@ TEST(JobsFastReverse, RowCopyWritesNothingPastTheAlignedLine)
   std::string raster = "0123456789abcdefghij";
   print_job_s job;
   memset(&job, 0, sizeof(job));
-  job.raster_data = (unsigned char *)&raster[0];
-  job.rasterSize = 20;
-  job.rasterWidth = 10;
-  job.rasterHeight = 2;
-  job.rasterDepth = 1;
-  job.bytesPerLine = 10;
+  job.raster.raster_data = (unsigned char *)&raster[0];
+  job.raster.size = 20;
+  job.raster.width = 10;
+  job.raster.height = 2;
+  job.raster.depth = 1;
+  job.raster.bytesPerLine = 10;
   unsigned char dst[16];
   memset(dst, 0xEE, sizeof(dst));
-  bitmap_copy_row(&job, 0, 12, dst);
+  bitmap_copy_row(&job.raster, 0, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string("210543876b\0\0", 12));
   EXPECT_EQ(std::string((char *)dst + 12, 4), std::string(4, '\xEE'));
 
   /* bytesPerLine 8 in rows of 10: aligned 8, the last group (6, 7, 8)
      reads byte 8 but writes only 6 and 7. */
-  job.bytesPerLine = 8;
+  job.raster.bytesPerLine = 8;
   memset(dst, 0xEE, sizeof(dst));
-  bitmap_copy_row(&job, 1, 8, dst);
+  bitmap_copy_row(&job.raster, 1, 8, dst);
   EXPECT_EQ(std::string((char *)dst, 8), "cbafedih");
   EXPECT_EQ(std::string((char *)dst + 8, 8), std::string(8, '\xEE'));
 
   /* The same past the end of the raster (row 1 of a 19-byte raster): the
      byte read beyond it is white. */
-  job.rasterSize = 19;
-  job.bytesPerLine = 10;
+  job.raster.size = 19;
+  job.raster.bytesPerLine = 10;
   memset(dst, 0xEE, sizeof(dst));
-  bitmap_copy_row(&job, 1, 12, dst);
+  bitmap_copy_row(&job.raster, 1, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string("cbafedihg\xFF\0\0", 12));
   EXPECT_EQ(std::string((char *)dst + 12, 4), std::string(4, '\xEE'));
 }
@@ -527,9 +527,9 @@ TEST(JobsFastPage, RandomJobsMatchTheModel)
       EXPECT_EQ(sent[i], model.pages[i]) << "seed " << seed << " page " << i;
     /* After the loop the raster holds every byte, white where no line
        wrote. */
-    ASSERT_NE(job->raster_data, nullptr);
-    EXPECT_EQ(std::string((char *)job->raster_data, job->rasterSize), model.raster) << "seed " << seed;
-    EXPECT_EQ(job->rasterClean, nullptr);
+    ASSERT_NE(job->raster.raster_data, nullptr);
+    EXPECT_EQ(std::string((char *)job->raster.raster_data, job->raster.size), model.raster) << "seed " << seed;
+    EXPECT_EQ(job->raster.unwritten, nullptr);
     print_job_release(job);
     delete job;
   }
@@ -572,7 +572,7 @@ TEST(JobsFastPage, FullPagesOverManyBlocksAndLaterPagesDropped)
   EXPECT_EQ(sent[1], sent[0]);
   /* 7440 bytes a line: 268 lines a fragment, so one fragment a page. */
   EXPECT_EQ(sizes, std::vector<size_t>(3, 120u * 7440u));
-  EXPECT_TRUE(std::string((char *)job->raster_data, job->rasterSize) == model.raster);
+  EXPECT_TRUE(std::string((char *)job->raster.raster_data, job->raster.size) == model.raster);
   print_job_release(job);
   delete job;
 }
@@ -599,7 +599,7 @@ TEST(JobsFastPage, OneLineLongerThanABlockIsReadStraightIn)
   std::vector<std::string> sent = sentBitmaps(run.wire, nullptr);
   ASSERT_EQ(sent.size(), 1u);
   EXPECT_TRUE(sent[0] == model.pages[0]);
-  EXPECT_TRUE(std::string((char *)job->raster_data, job->rasterSize) == model.raster);
+  EXPECT_TRUE(std::string((char *)job->raster.raster_data, job->raster.size) == model.raster);
   print_job_release(job);
   delete job;
 }
@@ -628,9 +628,9 @@ TEST(JobsFastPage, FailedSendLeavesTheRasterSettled)
   std::string err = cap.end();
   EXPECT_EQ(result, 0);
   EXPECT_NE(err.find("socket_write(RCPACKET_PRN_BITMAP_HDR) FAILED"), std::string::npos) << err;
-  ASSERT_NE(job->raster_data, nullptr);
-  EXPECT_EQ(job->rasterClean, nullptr);
-  EXPECT_EQ(std::string((char *)job->raster_data, 300), std::string(30, 'q') + std::string(270, '\xFF'));
+  ASSERT_NE(job->raster.raster_data, nullptr);
+  EXPECT_EQ(job->raster.unwritten, nullptr);
+  EXPECT_EQ(std::string((char *)job->raster.raster_data, 300), std::string(30, 'q') + std::string(270, '\xFF'));
   print_job_release(job);
   delete job;
   close(fds[0]);

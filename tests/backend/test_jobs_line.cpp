@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "command_line.h"
+#include "number_scan.h"
 #include "test_jobs_support.h"
 
 /* Each command as "keyword|value", or "keyword" alone when the value is

@@ -234,13 +234,13 @@ TEST(JobsLoop, PageStartResetsTheLineCount)
   LoopRun run = runLoop("PAGE 0 0 612 792 0 0 0 300 300 0\nRASTER 4 4 1\n" + lineCommand("abcd") +
                           lineCommand("efgh") + "PAGE 1 2\n",
                         "Office", job);
-  EXPECT_EQ(job->nLines, 2);
+  EXPECT_EQ(job->raster.nLines, 2);
   print_job_release(job);
   run = runLoop("PAGE 0 0 612 792 0 0 0 300 300 0\nRASTER 4 4 1\n" + lineCommand("abcd") +
                   "PAGE 0 0 612 792 0 0 0 300 300 0\n",
                 "Office", job);
-  EXPECT_EQ(job->nLines, 0);
-  EXPECT_EQ(job->rasterCursor, job->raster_data + 4);
+  EXPECT_EQ(job->raster.nLines, 0);
+  EXPECT_EQ(job->raster.cursor, job->raster.raster_data + 4);
   print_job_release(job);
   delete job;
 }
@@ -290,10 +290,10 @@ TEST(JobsLoop, RepeatedInProcessRunsReleaseEverything)
                             lineCommand(std::string(24, 'x')) + "ENDPAGE\n",
                           "Office", job);
     EXPECT_EQ(run.result, 1);
-    EXPECT_NE(job->raster_data, nullptr);
+    EXPECT_NE(job->raster.raster_data, nullptr);
     EXPECT_NE(job->namePayload, nullptr);
     print_job_release(job);
-    EXPECT_EQ(job->raster_data, nullptr);
+    EXPECT_EQ(job->raster.raster_data, nullptr);
     EXPECT_EQ(job->namePayload, nullptr);
     EXPECT_EQ(job->nameLen, 0u);
     EXPECT_STREQ(job->printerName, "Office");

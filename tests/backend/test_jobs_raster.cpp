@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "page_raster.h"
 #include "test_jobs_support.h"
 
 /* The page used by most tests: Letter-sized, no PAGENAME (paper code 0). */
@@ -83,16 +84,16 @@ TEST(JobsRaster, AllocatesOnceClearedToWhite)
   KeptJob k;
   LoopRun run = runLoop(std::string(kPage) + "RASTER 2550 3300 3\n", "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("25245000", 3, 300));
-  ASSERT_NE(k.job.raster_data, nullptr);
-  EXPECT_EQ(k.job.rasterSize, 25245000u);
-  EXPECT_EQ(k.job.rasterCursor, k.job.raster_data);
-  EXPECT_EQ(k.job.rasterEnd, k.job.raster_data + 25245000);
-  EXPECT_EQ(k.job.rasterWidth, 2550u);
-  EXPECT_EQ(k.job.rasterHeight, 3300u);
-  EXPECT_EQ(k.job.rasterDepth, 3u);
+  ASSERT_NE(k.job.raster.raster_data, nullptr);
+  EXPECT_EQ(k.job.raster.size, 25245000u);
+  EXPECT_EQ(k.job.raster.cursor, k.job.raster.raster_data);
+  EXPECT_EQ(k.job.raster.end, k.job.raster.raster_data + 25245000);
+  EXPECT_EQ(k.job.raster.width, 2550u);
+  EXPECT_EQ(k.job.raster.height, 3300u);
+  EXPECT_EQ(k.job.raster.depth, 3u);
   size_t notWhite = 0;
   for (size_t i = 0; i < 25245000; i++)
-    notWhite += k.job.raster_data[i] != 0xFF;
+    notWhite += k.job.raster.raster_data[i] != 0xFF;
   EXPECT_EQ(notWhite, 0u);
 }
 
@@ -104,10 +105,10 @@ TEST(JobsRaster, SecondRasterIsRefusedWithTheBuffersAddress)
   char line[200];
   snprintf(line, sizeof(line),
            "DEBUG: CorvaneBackend - RASTER with ERROR: value '20 20 3' raster_data: 0x%X width: 612.000000 height: 792.000000 !!!\n",
-           (unsigned int)((uintptr_t)k.job.raster_data & 0xFFFFFFFFu));
+           (unsigned int)((uintptr_t)k.job.raster.raster_data & 0xFFFFFFFFu));
   EXPECT_EQ(maskRasterAddress(run.err),
             pageLines(1) + allocLine("100", 1, 1) + pageLines(2) + line);
-  EXPECT_EQ(k.job.rasterSize, 100u);
+  EXPECT_EQ(k.job.raster.size, 100u);
 }
 
 TEST(JobsRaster, LinesFillByTheCursorAndFirstLengthSticks)
@@ -121,11 +122,11 @@ TEST(JobsRaster, LinesFillByTheCursorAndFirstLengthSticks)
             pageLines(1) + allocLine("300", 3, 1) +
               "DEBUG: LINE - bytesPerLine: 30 bytes: 20\n"
               "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n");
-  EXPECT_EQ(k.job.bytesPerLine, 30);
-  EXPECT_EQ(k.job.nLines, 3);
-  EXPECT_EQ(std::string((char *)k.job.raster_data, 80), a + b + c);
-  EXPECT_EQ(std::string((char *)k.job.raster_data + 80, 220), std::string(220, '\xFF'));
-  EXPECT_EQ(k.job.rasterCursor, k.job.raster_data + 80);
+  EXPECT_EQ(k.job.raster.bytesPerLine, 30);
+  EXPECT_EQ(k.job.raster.nLines, 3);
+  EXPECT_EQ(std::string((char *)k.job.raster.raster_data, 80), a + b + c);
+  EXPECT_EQ(std::string((char *)k.job.raster.raster_data + 80, 220), std::string(220, '\xFF'));
+  EXPECT_EQ(k.job.raster.cursor, k.job.raster.raster_data + 80);
 }
 
 TEST(JobsRaster, ExcessBytesAreReadAndDropped)
@@ -143,9 +144,9 @@ TEST(JobsRaster, ExcessBytesAreReadAndDropped)
               "DEBUG: LINE - bytesPerLine: 90 bytes: 30\n"
               "DEBUG: LINE - bytesPerLine: 90 bytes: 2\n"
               "DEBUG: \"CorvaneBackend - COLORDEVICE: False\"\n");
-  EXPECT_EQ(std::string((char *)k.job.raster_data, 100), first + std::string(10, 'k'));
-  EXPECT_EQ(k.job.rasterCursor, k.job.rasterEnd);
-  EXPECT_EQ(k.job.nLines, 3);
+  EXPECT_EQ(std::string((char *)k.job.raster.raster_data, 100), first + std::string(10, 'k'));
+  EXPECT_EQ(k.job.raster.cursor, k.job.raster.end);
+  EXPECT_EQ(k.job.raster.nLines, 3);
 }
 
 TEST(JobsRaster, LargeExcessIsDroppedInBulk)
@@ -156,8 +157,8 @@ TEST(JobsRaster, LargeExcessIsDroppedInBulk)
                         "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("10", 1, 1) +
                                           "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n");
-  EXPECT_EQ(k.job.bytesPerLine, 3000000);
-  EXPECT_EQ(k.job.nLines, 1);
+  EXPECT_EQ(k.job.raster.bytesPerLine, 3000000);
+  EXPECT_EQ(k.job.raster.nLines, 1);
 }
 
 TEST(JobsRaster, LineBeforeRasterLeavesItsDataInTheStream)
@@ -170,7 +171,7 @@ TEST(JobsRaster, LineBeforeRasterLeavesItsDataInTheStream)
   run = runLoop(std::string(kPage) + "RASTER 4 1 1\nLINE\nPAGENAME B5\n", "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("4", 1, 0) +
                                           "DEBUG: \"CorvaneBackend - PAGENAME - B5\"\n");
-  EXPECT_EQ(k.job.nLines, 0);
+  EXPECT_EQ(k.job.raster.nLines, 0);
 }
 
 TEST(JobsRaster, RejectedLineCounts)
@@ -178,30 +179,88 @@ TEST(JobsRaster, RejectedLineCounts)
   KeptJob k;
   LoopRun run = runLoop(std::string(kPage) + "RASTER 4 4 1\n"
                                              "LINE -5\nPAGENAME A\n"
-                                             "LINE abc\nPAGENAME B\n"
                                              "LINE 2147483648\nPAGENAME C\n"
                                              "LINE 99999999999999999999\nPAGENAME D\n"
                                              "LINE -2147483649\nPAGENAME E\n"
+                                             "LINE -1abc\nPAGENAME F\n"
                                              "LINE 2147483647x\nLINE 4\nwxyz",
                         "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err),
             pageLines(1) + allocLine("16", 1, 0) +
               "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '-5' is negative !!!\n"
               "DEBUG: \"CorvaneBackend - PAGENAME - A\"\n"
-              "DEBUG: CorvaneBackend - LINE - REJECTED: byte count 'abc' is not a number !!!\n"
-              "DEBUG: \"CorvaneBackend - PAGENAME - B\"\n"
               "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '2147483648' is too large !!!\n"
               "DEBUG: \"CorvaneBackend - PAGENAME - C\"\n"
               "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '99999999999999999999' is too large !!!\n"
               "DEBUG: \"CorvaneBackend - PAGENAME - D\"\n"
               "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '-2147483649' is negative !!!\n"
-              "DEBUG: \"CorvaneBackend - PAGENAME - E\"\n");
+              "DEBUG: \"CorvaneBackend - PAGENAME - E\"\n"
+              "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '-1abc' is negative !!!\n"
+              "DEBUG: \"CorvaneBackend - PAGENAME - F\"\n");
   /* 2147483647x is a number followed by text, as strtol reads it: it is
      taken, all of the rest of the stream is dropped, and nothing is left
      for the LINE 4 after it. */
-  EXPECT_EQ(k.job.nLines, 1);
-  EXPECT_EQ(k.job.bytesPerLine, 2147483647);
-  EXPECT_EQ(std::string((char *)k.job.raster_data, 16), "LINE 4\nwxyz" + std::string(5, '\xFF'));
+  EXPECT_EQ(k.job.raster.nLines, 1);
+  EXPECT_EQ(k.job.raster.bytesPerLine, 2147483647);
+  EXPECT_EQ(std::string((char *)k.job.raster.raster_data, 16), "LINE 4\nwxyz" + std::string(5, '\xFF'));
+}
+
+/* The count is what strtol(value, NULL, 10) gives: text that does not
+   start with a number is LINE 0 (taken, logged against bytesPerLine when
+   that differs, counted, no byte read), digits followed by text are the
+   digits' number, and a leading sign or whitespace is read as strtol reads
+   it. */
+TEST(JobsRaster, LineCountIsReadAsStrtolReadsIt)
+{
+  KeptJob k;
+  LoopRun run = runLoop(std::string(kPage) + "RASTER 4 8 1\n"
+                                             "LINE abc\n"      /* first: bytesPerLine stays 0 */
+                                             "LINE 4\nabcd"    /* bytesPerLine becomes 4 */
+                                             "LINE abc\n"      /* 0: logged, counted */
+                                             "LINE 4abc\nefgh" /* 4 */
+                                             "LINE +4\nijkl"   /* 4 */
+                                             "LINE 12abc\nmnopqrstuvwx"
+                                             "LINE -\n"    /* a sign alone: 0 */
+                                             "LINE 0x10\n" /* 0, then text */
+                                             "PAGENAME Z\n",
+                        "Office", &k.job);
+  EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("32", 1, 0) +
+                                          "DEBUG: LINE - bytesPerLine: 4 bytes: 0\n"
+                                          "DEBUG: LINE - bytesPerLine: 4 bytes: 12\n"
+                                          "DEBUG: LINE - bytesPerLine: 4 bytes: 0\n"
+                                          "DEBUG: LINE - bytesPerLine: 4 bytes: 0\n"
+                                          "DEBUG: \"CorvaneBackend - PAGENAME - Z\"\n");
+  EXPECT_EQ(run.result, 1);
+  EXPECT_EQ(k.job.raster.nLines, 8);
+  EXPECT_EQ(k.job.raster.bytesPerLine, 4);
+  EXPECT_EQ(std::string((char *)k.job.raster.raster_data, 32),
+            "abcdefghijklmnopqrstuvwx" + std::string(8, '\xFF'));
+  EXPECT_EQ(k.job.raster.cursor, k.job.raster.raster_data + 24);
+}
+
+/* Whitespace before the number, which the command line reader never
+   leaves in a value, is skipped as strtol skips it. */
+TEST(JobsRaster, LineCountAfterWhitespace)
+{
+  KeptJob k;
+  LoopRun run = runLoop(std::string(kPage) + "RASTER 7 1 1\n", "Office", &k.job);
+  ASSERT_EQ(run.result, 1);
+  TempDir dir;
+  std::string input = dir.path + "/rows";
+  ASSERT_TRUE(writeFile(input, "abcdefgZ"));
+  int fd = open(input.c_str(), O_RDONLY);
+  _cups_file_s *fp = cups_file_new(fd, 0);
+  ASSERT_NE(fp, nullptr);
+  StderrCapture cap;
+  cap.begin();
+  line_command(&k.job.raster, " 7", fp);
+  std::string err = cap.end();
+  cups_file_close(fp);
+  EXPECT_EQ(err, "");
+  EXPECT_EQ(k.job.raster.nLines, 1);
+  EXPECT_EQ(k.job.raster.bytesPerLine, 7);
+  raster_settle(&k.job.raster);
+  EXPECT_EQ(std::string((char *)k.job.raster.raster_data, 7), "abcdefg");
 }
 
 TEST(JobsRaster, ZeroLengthLinesAreCounted)
@@ -210,9 +269,9 @@ TEST(JobsRaster, ZeroLengthLinesAreCounted)
   LoopRun run = runLoop(std::string(kPage) + "RASTER 4 4 1\nLINE 0\nLINE -0\n" + lineCommand("abcd"),
                         "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("16", 1, 0));
-  EXPECT_EQ(k.job.nLines, 3);
-  EXPECT_EQ(k.job.bytesPerLine, 4);
-  EXPECT_EQ(std::string((char *)k.job.raster_data, 4), "abcd");
+  EXPECT_EQ(k.job.raster.nLines, 3);
+  EXPECT_EQ(k.job.raster.bytesPerLine, 4);
+  EXPECT_EQ(std::string((char *)k.job.raster.raster_data, 4), "abcd");
 }
 
 TEST(JobsRaster, LoneCarriageReturnBeforeDataThatStartsWithNewLine)
@@ -221,7 +280,7 @@ TEST(JobsRaster, LoneCarriageReturnBeforeDataThatStartsWithNewLine)
   /* The 0x0A is taken as the end of the LINE line: the row starts one byte
      late and takes the first byte of what follows. */
   LoopRun run = runLoop(std::string(kPage) + "RASTER 4 1 1\nLINE 4\r\nabcdZ", "Office", &k.job);
-  EXPECT_EQ(std::string((char *)k.job.raster_data, 4), "abcd");
+  EXPECT_EQ(std::string((char *)k.job.raster.raster_data, 4), "abcd");
   EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("4", 1, 0));
   EXPECT_EQ(run.result, 1);
 }
@@ -231,9 +290,9 @@ TEST(JobsRaster, StreamEndingInsideLineData)
   KeptJob k;
   LoopRun run = runLoop(std::string(kPage) + "RASTER 10 1 1\nLINE 8\nabc", "Office", &k.job);
   EXPECT_EQ(run.result, 1);
-  EXPECT_EQ(std::string((char *)k.job.raster_data, 10), "abc" + std::string(7, '\xFF'));
-  EXPECT_EQ(k.job.rasterCursor, k.job.raster_data + 8);
-  EXPECT_EQ(k.job.nLines, 1);
+  EXPECT_EQ(std::string((char *)k.job.raster.raster_data, 10), "abc" + std::string(7, '\xFF'));
+  EXPECT_EQ(k.job.raster.cursor, k.job.raster.raster_data + 8);
+  EXPECT_EQ(k.job.raster.nLines, 1);
 }
 
 TEST(JobsRaster, ALaterLineOfAnotherLengthIsStoredWithItsOwn)
@@ -245,10 +304,10 @@ TEST(JobsRaster, ALaterLineOfAnotherLengthIsStoredWithItsOwn)
                         "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("25245000", 3, 300) +
                                           "DEBUG: LINE - bytesPerLine: 7650 bytes: 7000\n");
-  EXPECT_EQ(k.job.bytesPerLine, 7650);
-  EXPECT_EQ(k.job.nLines, 3);
-  EXPECT_EQ(k.job.rasterCursor, k.job.raster_data + 7650 + 7000 + 7650);
-  EXPECT_EQ(std::string((char *)k.job.raster_data + 7650, 7000), b);
-  EXPECT_EQ(std::string((char *)k.job.raster_data + 14650, 7650), a);
-  EXPECT_EQ((unsigned char)k.job.raster_data[22300], 0xFF);
+  EXPECT_EQ(k.job.raster.bytesPerLine, 7650);
+  EXPECT_EQ(k.job.raster.nLines, 3);
+  EXPECT_EQ(k.job.raster.cursor, k.job.raster.raster_data + 7650 + 7000 + 7650);
+  EXPECT_EQ(std::string((char *)k.job.raster.raster_data + 7650, 7000), b);
+  EXPECT_EQ(std::string((char *)k.job.raster.raster_data + 14650, 7650), a);
+  EXPECT_EQ((unsigned char)k.job.raster.raster_data[22300], 0xFF);
 }

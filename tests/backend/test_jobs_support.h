@@ -66,9 +66,11 @@ struct LoopRun
 
 /* Runs the command loop over stream with a fresh job.  When job is given
    the caller keeps the state (and releases it); otherwise it is released
-   here.  The host closes its end after closeAfter bytes when given. */
+   here.  The host closes its end after closeAfter bytes when given.  With
+   perPage the job has a raster per page, as the device URI's option
+   raster=per-page asks. */
 inline LoopRun runLoop(const std::string &stream, const char *printerName = "Office",
-                       print_job_s *job = nullptr, size_t closeAfter = SIZE_MAX)
+                       print_job_s *job = nullptr, size_t closeAfter = SIZE_MAX, int perPage = 0)
 {
   LoopRun run;
   TempDir dir;
@@ -102,6 +104,7 @@ inline LoopRun runLoop(const std::string &stream, const char *printerName = "Off
   if (!job)
     job = own = new print_job_s;
   print_job_init(job, sock, printerName, 1);
+  job->raster.perPage = perPage;
 
   StderrCapture cap;
   cap.begin();
@@ -139,11 +142,12 @@ inline std::vector<uint32_t> idsOf(const std::vector<WireRecord> &recs)
   return ids;
 }
 
-/* Replaces the raster address of the allocation line with <ADDR>. */
+/* Replaces the raster address of the allocation (or reuse) line with
+   <ADDR>. */
 inline std::string maskRasterAddress(const std::string &log)
 {
   static const std::regex address(
-    "(Raster data allocated and cleared to white: 0x)[0-9A-F]+( size:)");
+    "(Raster data (?:allocated|reused) and cleared to white: 0x)[0-9A-F]+( size:)");
   return std::regex_replace(log, address, "$1<ADDR>$2");
 }
 

@@ -2,7 +2,7 @@
 # read slowly or never read; cancelling with SIGTERM; broken, random, huge
 # and hostile print streams; a host socket path that is no socket or not
 # allowed; the scheduler away or refusing; sixteen jobs at once and the
-# backend's peak memory.  The queue is looked up from a scripted scheduler.
+# backend's peak memory, with one raster per job and one per page.  The queue is looked up from a scripted scheduler.
 set(FAULTS_SUPPORT ${AREA_DIR}/test_faults_support.cpp ${AREA_DIR}/backend_run.cpp)
 
 corvane_add_gtest(integration_faults_host
@@ -27,7 +27,7 @@ corvane_add_gtest(integration_faults_setup
 add_dependencies(integration_faults_setup CorvaneBackend)
 
 corvane_add_gtest(integration_faults_load
-  SOURCES ${AREA_DIR}/test_faults_load.cpp ${FAULTS_SUPPORT}
+  SOURCES ${AREA_DIR}/test_faults_load.cpp ${AREA_DIR}/test_faults_perpage.cpp ${FAULTS_SUPPORT}
   LIBS corvane_protocol
   LOCK kivprinter_sock
   TIMEOUT 900)

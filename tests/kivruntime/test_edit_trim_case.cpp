@@ -3,7 +3,7 @@
  * TKivStrTrimRight and the KivStrTrim* overloads) and case conversion in
  * place (KivStrLower, KivStrUpper), narrow and wide; the narrow case
  * conversion under C.UTF-8 with characters whose other case has a
- * different UTF-8 length.
+ * shorter or longer UTF-8 form.
  */
 #include <clocale>
 #include <cwctype>
@@ -251,16 +251,17 @@ TEST(EditCase, NarrowUtf8SameLength)
 }
 
 /*
- * A character whose other case has a different UTF-8 length stays as it
- * is; its neighbours are still converted:
- *   U+023F (2 bytes) -> upper U+2C7E (3 bytes)
- *   U+0250 (2 bytes) -> upper U+2C6F (3 bytes)
- *   U+0131 (2 bytes) -> upper 'I' (1 byte)
- *   U+212A Kelvin (3 bytes) -> lower 'k' (1 byte)
- *   U+1E9E (3 bytes) -> lower U+00DF (2 bytes)
- *   U+2C6F (3 bytes) -> lower U+0250 (2 bytes)
+ * A converted form no longer than the character is written over its start
+ * and the rest of the old character's bytes stay; a longer form leaves the
+ * character as it is.  Its neighbours are converted either way:
+ *   U+023F (2 bytes) -> upper U+2C7E (3 bytes): unchanged
+ *   U+0250 (2 bytes) -> upper U+2C6F (3 bytes): unchanged
+ *   U+0131 (2 bytes) -> upper 'I' (1 byte): "I" then the old 0xB1
+ *   U+212A Kelvin (3 bytes) -> lower 'k' (1 byte): "k" then 0x84 0xAA
+ *   U+1E9E (3 bytes) -> lower U+00DF (2 bytes): C3 9F then the old 0x9E
+ *   U+2C6F (3 bytes) -> lower U+0250 (2 bytes): C9 90 then the old 0xAF
  */
-TEST(EditCase, NarrowUtf8LengthChangeLeftAlone)
+TEST(EditCase, NarrowUtf8ShorterWrittenLongerLeftAlone)
 {
   LocaleScope loc("C.UTF-8");
   ASSERT_TRUE(loc.Ok());
@@ -273,7 +274,7 @@ TEST(EditCase, NarrowUtf8LengthChangeLeftAlone)
   ASSERT_EQ((wint_t)0x250, towlower(0x2C6F));
 
   /* The string sits at the very end of an exact-size heap block, so any
-     * write past it is caught under AddressSanitizer as well. */
+     write past it is caught under AddressSanitizer as well. */
   const char up[] = "a\xc8\xbf"
                     "b\xc9\x90"
                     "c\xc4\xb1"
@@ -282,7 +283,7 @@ TEST(EditCase, NarrowUtf8LengthChangeLeftAlone)
   KivStrUpper(u.data(), -1);
   EXPECT_EQ(std::string("A\xc8\xbf"
                         "B\xc9\x90"
-                        "C\xc4\xb1"
+                        "CI\xb1"
                         "D",
                         sizeof up),
             std::string(u.data(), u.size()));
@@ -293,21 +294,34 @@ TEST(EditCase, NarrowUtf8LengthChangeLeftAlone)
                     "D";
   std::vector<char> l(lo, lo + sizeof lo);
   KivStrLower(l.data(), -1);
-  EXPECT_EQ(std::string("a\xe2\x84\xaa"
-                        "b\xe1\xba\x9e"
-                        "c\xe2\xb1\xaf"
+  EXPECT_EQ(std::string("ak\x84\xaa"
+                        "b\xc3\x9f\x9e"
+                        "c\xc9\x90\xaf"
                         "d",
                         sizeof lo),
             std::string(l.data(), l.size()));
 
-  /* The character alone, last before the terminator. */
-  std::vector<char> one = {'\xc8', '\xbf', 0};
-  KivStrUpper(one.data(), -1);
-  EXPECT_EQ((std::vector<char>{'\xc8', '\xbf', 0}), one);
+  /* Each character alone, last before the terminator. */
+  std::vector<char> longer = {'\xc8', '\xbf', 0};
+  KivStrUpper(longer.data(), -1);
+  EXPECT_EQ((std::vector<char>{'\xc8', '\xbf', 0}), longer);
+  std::vector<char> dotless = {'\xc4', '\xb1', 0};
+  KivStrUpper(dotless.data(), -1);
+  EXPECT_EQ((std::vector<char>{'I', '\xb1', 0}), dotless);
+  std::vector<char> kelvin = {'\xe2', '\x84', '\xaa', 0};
+  KivStrLower(kelvin.data(), -1);
+  EXPECT_EQ((std::vector<char>{'k', '\x84', '\xaa', 0}), kelvin);
   /* With an explicit length and no terminator at all. */
   std::vector<char> bare = {'x', '\xc8', '\xbf'};
   KivStrUpper(bare.data(), 3);
   EXPECT_EQ((std::vector<char>{'X', '\xc8', '\xbf'}), bare);
+  std::vector<char> bareKelvin = {'\xe2', '\x84', '\xaa'};
+  KivStrLower(bareKelvin.data(), 3);
+  EXPECT_EQ((std::vector<char>{'k', '\x84', '\xaa'}), bareKelvin);
+  /* Upper-casing again walks by the decoded lengths: "I" is one character,
+     the stray 0xB1 another (not valid, stepped over). */
+  KivStrUpper(dotless.data(), -1);
+  EXPECT_EQ((std::vector<char>{'I', '\xb1', 0}), dotless);
 }
 
 /* Invalid bytes are stepped over one at a time; a character cut by the

@@ -268,9 +268,12 @@ void CaseWide(wchar_t *s, unsigned int len, bool upper)
 
 /*
  * Narrow: decode each character (never past len bytes), convert it, and
- * store the converted form only when it is exactly as long as the original,
- * so that the string keeps its length and nothing is written outside it.
- * Bytes that do not start a valid character are stepped over one by one.
+ * write the converted form over the start of the character whenever it is
+ * no longer than the character: a shorter form leaves the remaining bytes
+ * of the old character where they were, and the walk still steps by the
+ * decoded length.  A longer form would write past the character, so that
+ * character is left as it is.  Bytes that do not start a valid character
+ * are stepped over one by one.
  */
 void CaseNarrow(char *s, unsigned int len, bool upper)
 {
@@ -300,8 +303,8 @@ void CaseNarrow(char *s, unsigned int len, bool upper)
       mbstate_t st;
       memset(&st, 0, sizeof(st));
       size_t m = wcrtomb(tmp, (wchar_t)conv, &st);
-      if (m == n)
-        memcpy(s + i, tmp, n);
+      if (m != (size_t)-1 && m <= n)
+        memcpy(s + i, tmp, m);
     }
     i += (unsigned int)n;
   }

@@ -153,12 +153,17 @@ unsigned int KivStrTrim(wchar_t *s, unsigned int len);
  * KivStrLower / KivStrUpper - converts the first len elements of s (-1:
  * the whole string) to lower / upper case under the current locale.
  * Narrow strings are decoded character by character (never reading past
- * len bytes); a converted character is written back only when its
- * multibyte form has exactly the length of the character it replaces, so
- * the string never grows or shrinks: a character whose other case needs
- * more or fewer bytes (U+023F, whose upper case U+2C7E takes 3 bytes in
- * UTF-8 against 2) is left as it is, as is every byte that does not start a
- * valid character.
+ * len bytes), and each converted character is written back in place
+ * whenever its multibyte form is no longer than the character it replaces.
+ * A shorter form is written over the lead bytes and the remaining bytes of
+ * the old character stay as they were (the walk still steps by the decoded
+ * length): under C.UTF-8, upper-casing U+0131 (2 bytes) writes "I" over
+ * its lead byte and keeps the continuation byte 0xB1, and lower-casing
+ * U+212A KELVIN SIGN (3 bytes) writes "k" over its first byte and keeps the
+ * other two.  A character whose converted form is longer is left as it is
+ * (it would write past the character: U+023F, whose upper case U+2C7E
+ * takes 3 bytes against 2), as is every byte that does not start a valid
+ * character.  Nothing outside the len bytes is ever written.
  */
 void KivStrLower(char *s, unsigned int len);
 void KivStrLower(wchar_t *s, unsigned int len);
