@@ -4,6 +4,10 @@
 #                  (default: the "backend" folder of `cups-config --serverbin`,
 #                  an absolute path, because that is the only place the CUPS
 #                  scheduler runs backends from; DESTDIR is still put before it)
+#   filter         CORVANE_CUPS_FILTER_DIR/rastertocorvane, mode 0755
+#                  (default: the "filter" folder of `cups-config --serverbin`)
+#   PPD            <prefix>/share/ppd/corvane/corvane.ppd (where the
+#                  scheduler's PPD listing looks; lpadmin -P takes it too)
 #   host tools     <prefix>/bin/kivprinter-host, kivprinter-mkstream
 #   library        <prefix>/lib.../libkivruntime.a,
 #                  <prefix>/include/kivruntime/*.h,
@@ -41,6 +45,21 @@ if(TARGET CorvaneBackend)
           PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
                       GROUP_READ GROUP_EXECUTE
                       WORLD_READ WORLD_EXECUTE
+          COMPONENT backend)
+endif()
+
+# The filter and the PPD belong to the backend: a queue needs all three.
+set(CORVANE_CUPS_FILTER_DIR "${_corvane_serverbin}/filter" CACHE PATH
+    "Where cmake --install puts rastertocorvane (absolute: the CUPS filter folder; relative: under the install prefix)")
+if(TARGET rastertocorvane)
+  install(TARGETS rastertocorvane
+          RUNTIME DESTINATION "${CORVANE_CUPS_FILTER_DIR}"
+          PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
+                      GROUP_READ GROUP_EXECUTE
+                      WORLD_READ WORLD_EXECUTE
+          COMPONENT backend)
+  install(FILES "${CMAKE_BINARY_DIR}/ppd/corvane.ppd"
+          DESTINATION "${CMAKE_INSTALL_DATADIR}/ppd/corvane"
           COMPONENT backend)
 endif()
 

@@ -94,14 +94,16 @@ static void removeTree(const std::string &dir)
     nftw(dir.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
 }
 
-/* Builds ServerBin: real directories backend/ and daemon/ holding links to
-   each system program (cups-exec above all: without it the scheduler starts
-   no backend or filter), and links for the other program folders. */
+/* Builds ServerBin: real directories backend/, daemon/ and filter/ holding
+   links to each system program (cups-exec above all: without it the
+   scheduler starts no backend or filter; filter/ so that a test can add its
+   own filter beside the system's), and links for the other folders. */
 static bool buildServerBin(CupsdFixture *fixture, const CupsdStartOptions &options)
 {
   if (!makeDir(fixture->serverBin, 0755) ||
       !makeDir(fixture->serverBin + "/backend", 0755) ||
-      !makeDir(fixture->serverBin + "/daemon", 0755))
+      !makeDir(fixture->serverBin + "/daemon", 0755) ||
+      !makeDir(fixture->serverBin + "/filter", 0755))
     return false;
 
   DIR *top = opendir(kSystemServerBin);
@@ -114,7 +116,7 @@ static bool buildServerBin(CupsdFixture *fixture, const CupsdStartOptions &optio
     if (name == "." || name == "..")
       continue;
     std::string system = std::string(kSystemServerBin) + "/" + name;
-    if (name == "backend" || name == "daemon")
+    if (name == "backend" || name == "daemon" || name == "filter")
     {
       DIR *sub = opendir(system.c_str());
       if (!sub)
@@ -440,6 +442,13 @@ bool cupsdAddBackend(CupsdFixture *fixture, const std::string &scheme, const std
   if (fixture->serverBin.empty())
     return fail("scheduler not started");
   return makeLink(target, fixture->serverBin + "/backend/" + scheme);
+}
+
+bool cupsdAddFilter(CupsdFixture *fixture, const std::string &name, const std::string &target)
+{
+  if (fixture->serverBin.empty())
+    return fail("scheduler not started");
+  return makeLink(target, fixture->serverBin + "/filter/" + name);
 }
 
 std::vector<std::string> cupsdEnvironment(const CupsdFixture *fixture,

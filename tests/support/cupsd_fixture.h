@@ -79,6 +79,10 @@ bool cupsdRemoveQueue(CupsdFixture *fixture, const std::string &name);
    name), so that queues with URIs of that scheme can be added. */
 bool cupsdAddBackend(CupsdFixture *fixture, const std::string &scheme, const std::string &target);
 
+/* Links target into ServerBin/filter under name (replacing a link of that
+   name), beside the system's filters, so that a PPD can name it. */
+bool cupsdAddFilter(CupsdFixture *fixture, const std::string &name, const std::string &target);
+
 /* Runs one of the system's CUPS client programs (lpadmin, lpstat, ...,
    looked up in /usr/sbin and /usr/bin) against this scheduler; returns its
    exit status (-1 when it could not run or was killed) and, when output is
