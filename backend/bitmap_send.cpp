@@ -260,8 +260,9 @@ void bitmap_copy_row(const page_raster_s *raster, uint64_t row, uint32_t aligned
 }
 
 /*
- * 'pageBuffers()' - The line buffer (rwsize + 2 bytes) and the compression
- * buffer of a page, kept from one page to the next.
+ * 'pageBuffers()' - The line buffer (rwsize + 2 bytes; only when needLines
+ * is set) and the compression buffer of a page, kept from one page to the
+ * next.
  *
  * The pages of a job have the same layout, so the buffers of the first
  * page serve every later one: they are made again only when a page needs
@@ -270,10 +271,10 @@ void bitmap_copy_row(const page_raster_s *raster, uint64_t row, uint32_t aligned
  * with bitmap_buffers_free(), or at the process end.  Returns 0 when
  * they cannot be allocated (a line says so; none is left).
  */
-static int pageBuffers(bitmap_buffers_s *buffers, const bitmap_layout *layout)
+static int pageBuffers(bitmap_buffers_s *buffers, const bitmap_layout *layout, int needLines)
 {
   /* Two spare bytes, as the format's buffer has; no copy reaches them. */
-  size_t lineSize = (size_t)layout->rwsize + 2u;
+  size_t lineSize = needLines ? (size_t)layout->rwsize + 2u : 0u;
   size_t compressSize = (size_t)layout->compressSize;
 
   if (buffers->lineBuffer && buffers->lineBufferSize < lineSize)
@@ -286,7 +287,7 @@ static int pageBuffers(bitmap_buffers_s *buffers, const bitmap_layout *layout)
     free(buffers->compressBuffer);
     buffers->compressBuffer = NULL;
   }
-  if (!buffers->lineBuffer)
+  if (!buffers->lineBuffer && lineSize > 0)
   {
     buffers->lineBuffer = (unsigned char *)large_alloc(lineSize);
     buffers->lineBufferSize = buffers->lineBuffer ? lineSize : 0;
@@ -296,7 +297,7 @@ static int pageBuffers(bitmap_buffers_s *buffers, const bitmap_layout *layout)
     buffers->compressBuffer = (unsigned char *)malloc(compressSize);
     buffers->compressBufferSize = buffers->compressBuffer ? compressSize : 0;
   }
-  if (buffers->lineBuffer && buffers->compressBuffer)
+  if ((buffers->lineBuffer || lineSize == 0) && buffers->compressBuffer)
     return 1;
 
   fprintf(stderr, "DEBUG: CorvaneBackend - ENDPAGE - CANNOT allocate bitmap buffers (%u + %u bytes) !!!\n",
@@ -359,7 +360,15 @@ int send_page_bitmap(const page_raster_s *raster, bitmap_buffers_s *buffers,
     int64_t row = (int64_t)nLines - 1;
     unsigned char *lineBuffer, *compressed;
 
-    if (!pageBuffers(buffers, &layout))
+    /* A raster in the wire layout holds the page's lines as they go out:
+       row nLines - 1 first, at (height - nLines) lines from the start, and
+       settling has left at most height lines.  Its fragments are compressed
+       where they lie; no line buffer is needed. */
+    const unsigned char *wire =
+      raster->wire ? raster->raster_data + (size_t)(raster->height - (uint32_t)nLines) * layout.alignedLine
+                   : NULL;
+
+    if (!pageBuffers(buffers, &layout, !wire))
       return 0;
     lineBuffer = buffers->lineBuffer;
     compressed = buffers->compressBuffer;
@@ -376,13 +385,20 @@ int send_page_bitmap(const page_raster_s *raster, bitmap_buffers_s *buffers,
       unsigned int packed;
       uint32_t i;
 
-      for (i = 0; i < k; i++)
-        bitmap_copy_row(raster, (uint64_t)(low + (int64_t)i), layout.alignedLine,
-                        lineBuffer + (size_t)(k - 1u - i) * layout.alignedLine);
-      row = low - 1;
       sendLength = k * layout.alignedLine;
-
-      packed = lzf_compress(lineBuffer, sendLength, compressed, layout.compressSize);
+      if (wire)
+      {
+        packed = lzf_compress(wire, sendLength, compressed, layout.compressSize);
+        wire += sendLength;
+      }
+      else
+      {
+        for (i = 0; i < k; i++)
+          bitmap_copy_row(raster, (uint64_t)(low + (int64_t)i), layout.alignedLine,
+                          lineBuffer + (size_t)(k - 1u - i) * layout.alignedLine);
+        packed = lzf_compress(lineBuffer, sendLength, compressed, layout.compressSize);
+      }
+      row = low - 1;
       fprintf(stderr, "DEBUG: \"CorvaneBackend - lzf_compress: %d sendLength: %d\"\n",
               (int)packed, (int)sendLength);
 

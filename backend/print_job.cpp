@@ -300,6 +300,7 @@ void print_job_release(print_job_s *job)
   int copies = job->copies;
   uint32_t limit = job->raster.limit;
   int perPage = job->raster.perPage;
+  int wireLayout = job->raster.wireLayout;
 
   free(job->namePayload);
   raster_free(&job->raster);
@@ -307,4 +308,5 @@ void print_job_release(print_job_s *job)
   print_job_init(job, sock, printerName, copies);
   job->raster.limit = limit;
   job->raster.perPage = perPage;
+  job->raster.wireLayout = wireLayout;
 }

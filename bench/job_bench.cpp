@@ -18,6 +18,8 @@
  *
  *   bench_jobs --backend PATH --lookup PATH [--repeat N] [--quick]
  *              [--per-page] [--only TEXT]
+ *   bench_jobs --write text|photo|blank|gray PAGES FILE
+ *                          write one stream (each page its own content)
  *   bench_jobs --serve     start the scheduler, print its CUPS_SERVER and
  *                          wait until standard input ends (for profiling)
  *
@@ -763,6 +765,17 @@ int main(int argc, char **argv)
       perPage = true;
     else if (!strcmp(argv[i], "--serve"))
       serve = true;
+    else if (!strcmp(argv[i], "--write") && i + 3 < argc)
+    {
+      /* For profiling by hand: one stream as the jobs here use it. */
+      PageSpec spec = {PAGE_TEXT, 2480, 3508, 3, 300};
+      std::string kind = argv[i + 1];
+      if (kind == "gray")
+        spec = {PAGE_TEXT, 4960, 7016, 1, 600};
+      else if (kind == "photo" || kind == "blank")
+        spec.kind = kind == "photo" ? PAGE_PHOTO : PAGE_BLANK;
+      return writeCase(argv[i + 3], spec, atoi(argv[i + 2]), true) ? 0 : 1;
+    }
     else
       backend.clear(), repeat = 0, i = argc;
   }
