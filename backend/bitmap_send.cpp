@@ -150,7 +150,9 @@ void bitmap_reverse_groups_portable(unsigned char *dst, const unsigned char *src
  * Each step loads 16 bytes, reverses the five whole groups in them and
  * stores 16 bytes; the 16th byte goes out unchanged and is written again,
  * properly, by the next step or the tail, as it is the first byte of a
- * whole group.  The load and the store stay within the whole groups.
+ * whole group.  The load and the store stay within the whole groups.  dst
+ * may be src (in place): every 16 bytes are loaded before the step before
+ * them stores over their first byte, which it stores unchanged.
  * Returns the bytes done (a multiple of 15); the caller does the rest.
  */
 __attribute__((target("ssse3"))) static size_t reverseShuffle(unsigned char *dst,
@@ -161,13 +163,23 @@ __attribute__((target("ssse3"))) static size_t reverseShuffle(unsigned char *dst
   size_t whole = count / 3u * 3u;
   size_t g = 0;
 
-  for (; whole - g >= 18; g += 15)
+  __m128i v;
+
+  if (whole < 18)
+    return 0;
+  /* Each load comes before the store that overlaps it: in place, a load
+     of bytes just stored at another offset would wait for the store to
+     finish (no forwarding between them), a stall on every step. */
+  v = _mm_loadu_si128((const __m128i *)(const void *)src);
+  for (; whole - (g + 15) >= 18; g += 15)
   {
-    __m128i v = _mm_loadu_si128((const __m128i *)(const void *)(src + g));
+    __m128i next = _mm_loadu_si128((const __m128i *)(const void *)(src + g + 15));
 
     _mm_storeu_si128((__m128i *)(void *)(dst + g), _mm_shuffle_epi8(v, order));
+    v = next;
   }
-  return g;
+  _mm_storeu_si128((__m128i *)(void *)(dst + g), _mm_shuffle_epi8(v, order));
+  return g + 15;
 }
 
 /*

@@ -349,20 +349,32 @@ static void storeWireRow(page_raster_s *raster, _cups_file_s *fp)
   unsigned char *line = wireLine(raster, row);
   unsigned char *tail = raster->tails + 2u * row;
   unsigned char first0, first1;
-  int got = cupsFileRead(fp, (char *)line, (unsigned long)rowBytes);
+  /* Mostly the row lies in the reader's block and is turned around on its
+     way from there; otherwise it is read into its line and turned around
+     in place. */
+  const unsigned char *src = cups_file_take_direct(fp, rowBytes);
 
-  if (got < 0)
-    got = 0;
-  if ((size_t)got < rowBytes)
-    memset(line + got, 0xFF, rowBytes - (size_t)got);
-  first0 = line[0];
-  first1 = line[1];
-  memcpy(tail, line + whole, rowBytes - whole);
-  bitmap_reverse_groups(line, line, whole);
+  if (!src)
+  {
+    int got = cupsFileRead(fp, (char *)line, (unsigned long)rowBytes);
+
+    if (got < 0)
+      got = 0;
+    if ((size_t)got < rowBytes)
+      memset(line + got, 0xFF, rowBytes - (size_t)got);
+    src = line;
+  }
+  first0 = src[0];
+  first1 = src[1];
+  memcpy(tail, src + whole, rowBytes - whole);
+  bitmap_reverse_groups(line, src, whole);
   if (rowBytes - whole == 1)
     line[whole] = 0xFF;
   else if (rowBytes - whole == 2)
+  {
     line[whole] = 0xFF;
+    line[whole + 1] = src[whole + 1];
+  }
   memset(line + rowBytes, 0, raster->alignedLine - rowBytes);
   if (row > 0)
   {

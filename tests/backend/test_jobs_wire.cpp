@@ -233,6 +233,46 @@ TEST(WireLayout, UnwireGivesTheRowsBack)
     }
 }
 
+/* Taking bytes where they lie hands out the bytes and positions of
+   reading them, and takes nothing when they are not all buffered. */
+TEST(WireLayout, TakeDirectAgreesWithRead)
+{
+  TempDir dir;
+  Random r(11);
+  std::string data = rowData(&r, 3 * CUPS_FILE_AHEAD_SIZE + 123);
+  std::string path = dir.path + "/data";
+  ASSERT_TRUE(writeFile(path, data));
+  _cups_file_s *fp = cups_file_new(open(path.c_str(), O_RDONLY), 0);
+  ASSERT_NE(fp, nullptr);
+  EXPECT_EQ(cups_file_take_direct(fp, 10), nullptr); /* nothing read yet */
+  EXPECT_EQ(fp->pos, 0);
+  size_t at = 0, direct = 0;
+  std::vector<char> buf(9000);
+  while (at < data.size())
+  {
+    size_t n = 1 + r.below(8999);
+    const unsigned char *p = cups_file_take_direct(fp, n);
+    if (p)
+    {
+      direct++;
+      ASSERT_EQ(std::string((const char *)p, n), data.substr(at, n)) << at;
+      at += n;
+    }
+    else
+    {
+      int got = cupsFileRead(fp, buf.data(), n);
+      ASSERT_GT(got, 0);
+      ASSERT_EQ(std::string(buf.data(), (size_t)got), data.substr(at, (size_t)got)) << at;
+      at += (size_t)got;
+    }
+    ASSERT_EQ(fp->pos, (int64_t)at);
+  }
+  EXPECT_GT(direct, 0u);
+  EXPECT_EQ(cups_file_take_direct(fp, 1), nullptr);
+  EXPECT_EQ(cups_file_take_direct(fp, 0), nullptr);
+  cups_file_close(fp);
+}
+
 /* In place, the group reversal gives what it gives between two buffers. */
 TEST(WireLayout, ReversalInPlace)
 {
