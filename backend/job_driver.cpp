@@ -19,16 +19,6 @@
 #include "socket_transport.h"
 
 /*
- * 'writeLine()' - Write a fixed log line, byte for byte, to standard error.
- */
-static void writeLine(const char *text, size_t length)
-{
-  fwrite(text, 1, length, stderr);
-}
-
-#define WRITE_FIXED(literal) writeLine(literal, sizeof(literal) - 1)
-
-/*
  * 'setCloseOnExec()' - Add FD_CLOEXEC to a descriptor's flags.
  */
 static void setCloseOnExec(int fd)
@@ -87,7 +77,7 @@ int backend_main(int argc, char **argv)
 
   if (argc != 6 && argc != 7)
   {
-    WRITE_FIXED("Usage: CorvaneBackend job user title copies options [filename]\n");
+    fputs("Usage: CorvaneBackend job user title copies options [filename]\n", stderr);
     return CORVANE_BACKEND_STOP;
   }
 
@@ -140,7 +130,7 @@ int backend_main(int argc, char **argv)
 
   if (!socket_connect(socketPath, &sock))
   {
-    WRITE_FIXED("DEBUG: CorvaneBackend - socket_connect FAILED\n");
+    fputs("DEBUG: CorvaneBackend - socket_connect FAILED\n", stderr);
     return CORVANE_BACKEND_STOP;
   }
 
@@ -155,6 +145,6 @@ int backend_main(int argc, char **argv)
   print_job_free_payload(&job);
   if (fp)
     cups_file_close(fp);
-  WRITE_FIXED("DEBUG: \"CorvaneBackend finished with CUPS_BACKEND_OK\"\n");
+  fputs("DEBUG: \"CorvaneBackend finished with CUPS_BACKEND_OK\"\n", stderr);
   return CORVANE_BACKEND_OK;
 }

@@ -42,7 +42,7 @@ void print_job_init(print_job_s *job, int sock, const char *printerName, int cop
  * bounds nameLen at 2048.  If the payload cannot be allocated the records
  * go out without a name (nameLen 0), as before the first PRINTERMODEL.
  */
-static void printermodel_command(print_job_s *job, const char *value)
+static int printermodel_command(print_job_s *job, const char *value, _cups_file_s *)
 {
   char name[COMMAND_LINE_SIZE];
   const char *source = value ? value : job->printerName;
@@ -56,31 +56,40 @@ static void printermodel_command(print_job_s *job, const char *value)
   job->namePayload = name_payload_build(name, &job->nameLen);
   if (!job->namePayload)
     fputs("DEBUG: CorvaneBackend - printer devicename: CANNOT allocate the name payload !!!\n", stderr);
+  return 1;
 }
 
 /*
- * 'colordevice_command()' - COLORDEVICE number: only the number 1 declares colour;
- * text that is not a number leaves the flag as it was.
+ * 'colordevice_command()' - COLORDEVICE number: only the number 1 declares
+ * colour; text that is not a number leaves the flag as it was, and without
+ * a value the command is ignored.
  */
-static void colordevice_command(print_job_s *job, const char *value)
+static int colordevice_command(print_job_s *job, const char *value, _cups_file_s *)
 {
   const char *p = value;
   int32_t number;
 
+  if (!value)
+    return 1;
   if (scan_i32(&p, &number))
     job->colorDevice = (number == 1);
   fprintf(stderr, "DEBUG: \"CorvaneBackend - COLORDEVICE: %s\"\n",
           job->colorDevice ? "True" : "False");
+  return 1;
 }
 
 /*
- * 'pagename_command()' - PAGENAME name: keep at most 41 bytes of the paper name.
+ * 'pagename_command()' - PAGENAME name: keep at most 41 bytes of the paper
+ * name; without a value the command is ignored.
  */
-static void pagename_command(print_job_s *job, const char *value)
+static int pagename_command(print_job_s *job, const char *value, _cups_file_s *)
 {
+  if (!value)
+    return 1;
   strncpy(job->pageName, value, PRINT_JOB_PAGE_NAME_MAX);
   job->pageName[PRINT_JOB_PAGE_NAME_MAX] = '\0';
   fprintf(stderr, "DEBUG: \"CorvaneBackend - PAGENAME - %s\"\n", job->pageName);
+  return 1;
 }
 
 /*
@@ -105,7 +114,7 @@ static int tenthsOfMillimetre(float points)
  * read, so a short value still replaces the leading ones; only a full set
  * starts a page.
  */
-static int page_command(print_job_s *job, const char *value)
+static int page_command(print_job_s *job, const char *value, _cups_file_s *)
 {
   const char *p = value;
   int count = 0;
@@ -175,7 +184,7 @@ static int page_command(print_job_s *job, const char *value)
 /*
  * 'document_command()' - DOCUMENT [anything]: the document start record.
  */
-static int document_command(print_job_s *job)
+static int document_command(print_job_s *job, const char *, _cups_file_s *)
 {
   return rc_send_doc_start(job->sock, job->namePayload, job->nameLen);
 }
@@ -183,7 +192,7 @@ static int document_command(print_job_s *job)
 /*
  * 'enddocument_command()' - ENDDOCUMENT: the document end record.
  */
-static int enddocument_command(print_job_s *job)
+static int enddocument_command(print_job_s *job, const char *, _cups_file_s *)
 {
   if (!rc_send_doc_end(job->sock, job->namePayload, job->nameLen))
     return 0;
@@ -197,7 +206,7 @@ static int enddocument_command(print_job_s *job)
  * The rows are read from here on, so whatever no line wrote is made white
  * first; a page without lines reads no row and needs no clearing.
  */
-static int endpage_command(print_job_s *job)
+static int endpage_command(print_job_s *job, const char *, _cups_file_s *)
 {
   bitmap_page_s page;
 
@@ -213,54 +222,60 @@ static int endpage_command(print_job_s *job)
 }
 
 /*
+ * 'jobRaster()' - RASTER, handed to the job's raster with the page's size.
+ */
+static int jobRaster(print_job_s *job, const char *value, _cups_file_s *)
+{
+  raster_command(&job->raster, value, job->pageWidth, job->pageHeight);
+  return 1;
+}
+
+/*
+ * 'jobLine()' - LINE, handed to the job's raster with the stream.
+ */
+static int jobLine(print_job_s *job, const char *value, _cups_file_s *fp)
+{
+  line_command(&job->raster, value, fp);
+  return 1;
+}
+
+/* A stream command: its keyword and what carries it out.  Every handler
+   returns 0 only when a record could not be written, which ends the job. */
+struct stream_command_s
+{
+  const char *keyword;
+  int (*handler)(print_job_s *job, const char *value, _cups_file_s *fp);
+};
+
+/* The keywords are compared whole and case-sensitively, so no two can
+   match the same line and their order changes nothing but the cost: LINE,
+   thousands of times a page, comes first. */
+static const stream_command_s streamCommands[] = {
+  {"LINE", jobLine},
+  {"PRINTERMODEL", printermodel_command},
+  {"DOCUMENT", document_command},
+  {"COLORDEVICE", colordevice_command},
+  {"ENDDOCUMENT", enddocument_command},
+  {"PAGENAME", pagename_command},
+  {"PAGE", page_command},
+  {"ENDPAGE", endpage_command},
+  {"RASTER", jobRaster},
+};
+
+/*
  * 'runCommands()' - Carry out the stream's commands until it ends.
  */
 static int runCommands(print_job_s *job, _cups_file_s *fp)
 {
   while (read_command_line(fp, job->line, &job->keyword, &job->value))
   {
-    const char *keyword = job->keyword;
-    const char *value = job->value;
-
-    /* The keywords are compared whole, so no two can match the same line
-       and the order of the comparisons changes nothing but their cost:
-       LINE, thousands of times a page, is looked for first. */
-    if (!strcmp(keyword, "LINE"))
-      line_command(&job->raster, value, fp);
-    else if (!strcmp(keyword, "PRINTERMODEL"))
-      printermodel_command(job, value);
-    else if (!strcmp(keyword, "DOCUMENT"))
-    {
-      if (!document_command(job))
-        return 0;
-    }
-    else if (!strcmp(keyword, "COLORDEVICE"))
-    {
-      if (value)
-        colordevice_command(job, value);
-    }
-    else if (!strcmp(keyword, "ENDDOCUMENT"))
-    {
-      if (!enddocument_command(job))
-        return 0;
-    }
-    else if (!strcmp(keyword, "PAGENAME"))
-    {
-      if (value)
-        pagename_command(job, value);
-    }
-    else if (!strcmp(keyword, "PAGE"))
-    {
-      if (!page_command(job, value))
-        return 0;
-    }
-    else if (!strcmp(keyword, "ENDPAGE"))
-    {
-      if (!endpage_command(job))
-        return 0;
-    }
-    else if (!strcmp(keyword, "RASTER"))
-      raster_command(&job->raster, value, job->pageWidth, job->pageHeight);
+    for (const stream_command_s &command : streamCommands)
+      if (!strcmp(job->keyword, command.keyword))
+      {
+        if (!command.handler(job, job->value, fp))
+          return 0;
+        break;
+      }
   }
   return 1;
 }

@@ -88,8 +88,6 @@ const char *getPrinterName(void)
   cups_lang_t *language;
   const char *result;
   static const char *const requested[] = {"printer-name", "printer-info"};
-  static const char noResponse[] =
-    "DEBUG: CorvaneBackend.getPrinterName - \"cupsDoRequest FAILED\"\n";
 
   fprintf(stderr, "DEBUG: CorvaneBackend.getPrinterName - getenv(PRINTER): %s\n",
           printer ? printer : "(null)");
@@ -123,7 +121,7 @@ const char *getPrinterName(void)
   response = http ? cupsDoFileRequest(http, request, "/", NULL) : (ippDelete(request), (ipp_t *)NULL);
   if (!response)
   {
-    fwrite(noResponse, 1, sizeof(noResponse) - 1, stderr);
+    fputs("DEBUG: CorvaneBackend.getPrinterName - \"cupsDoRequest FAILED\"\n", stderr);
     if (http)
       httpClose(http);
     return NULL;

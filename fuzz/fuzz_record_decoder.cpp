@@ -30,6 +30,7 @@
 
 #include "fuzz_support.h"
 #include "rc_decoder.h"
+#include "rc_encoder.h"
 #include "rc_packet.h"
 
 /* Largest stated fragment length the target decompresses for real, and

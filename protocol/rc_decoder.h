@@ -3,9 +3,9 @@
  *
  * The inverse of rc_packet.h, for the host side and for tests: an
  * incremental decoder that takes the bytes received so far and hands back
- * one record at a time, fully checked; a fragment decompressor; a payload to
- * UTF-8 converter; and an encoder that builds any record's bytes from a
- * plain structure (also wrong ones, so tests can make corrupted streams).
+ * one record at a time, fully checked; a fragment decompressor; and a
+ * payload to UTF-8 converter.  The reverse direction, any record's bytes
+ * from an rc_record, is rc_encoder.h.
  *
  * Using the decoder
  * -----------------
@@ -100,8 +100,8 @@ struct rc_fragment_fields
 
 /* One decoded record.  Only the sub-structure that matches id is filled
    (the others are zero); DOC_START, DOC_END, PAGE_END and BITMAP_END have
-   no fields besides nameLen.  For the encoder the same structure describes
-   the record to build. */
+   no fields besides nameLen.  For the encoder (rc_encoder.h) the same
+   structure describes the record to build. */
 struct rc_record
 {
   uint32_t id;                  /* packet id */
@@ -163,21 +163,5 @@ int rc_decompress_fragment(const rc_record *rec, unsigned char *out, size_t capa
    no terminator. */
 long rc_payload_to_utf8(const unsigned char *payload, uint32_t nameLen,
                         char *out, size_t capacity);
-
-/* Encoder.  Writes rec's bytes into out: the fixed part of rec.id with
-   rec.totalLength and rec.nameLen exactly as given (no consistency fixed
-   up), then rec.nameLen bytes from rec.payload (zeros when it is null),
-   then, for a fragment, rec.dataLength bytes from rec.data.  For an id not
-   in the table only the 8-byte header and rec.dataLength data bytes are
-   written.  Returns the number of bytes written, or 0 when capacity is too
-   small (rc_encoded_size() tells the size). */
-size_t rc_encode_record(const rc_record *rec, unsigned char *out, size_t capacity);
-
-/* Number of bytes rc_encode_record() writes for rec. */
-size_t rc_encoded_size(const rc_record *rec);
-
-/* Fills rec->fixedSize and rec->totalLength with the values a consistent
-   record has (fixed size + nameLen + dataLength for a fragment). */
-void rc_record_set_lengths(rc_record *rec);
 
 #endif

@@ -197,14 +197,6 @@ static int sendParts(int sock, const unsigned char *fixed, uint32_t fixedSize,
 }
 
 /*
- * 'failLine()' - Print a record's fixed failure line, byte for byte.
- */
-static void failLine(const char *line)
-{
-  fputs(line, stderr);
-}
-
-/*
  * 'rc_send_doc_start()' - Send the document start record.
  *
  * Its failure line says RCPACKETID where every other record's says
@@ -217,7 +209,7 @@ int rc_send_doc_start(int sock, const unsigned char *payload, uint32_t nameLen)
   rc_build_simple(buf, RCPACKETID_PRN_DOC_START, nameLen);
   if (sendParts(sock, buf, sizeof(buf), payload, nameLen, NULL, 0))
     return 1;
-  failLine("DEBUG: CorvaneBackend - socket_write(RCPACKETID_PRN_DOC_START) FAILED\n");
+  fputs("DEBUG: CorvaneBackend - socket_write(RCPACKETID_PRN_DOC_START) FAILED\n", stderr);
   return 0;
 }
 
@@ -231,7 +223,7 @@ int rc_send_doc_end(int sock, const unsigned char *payload, uint32_t nameLen)
   rc_build_simple(buf, RCPACKETID_PRN_DOC_END, nameLen);
   if (sendParts(sock, buf, sizeof(buf), payload, nameLen, NULL, 0))
     return 1;
-  failLine("DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_DOC_END) FAILED\n");
+  fputs("DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_DOC_END) FAILED\n", stderr);
   return 0;
 }
 
@@ -246,7 +238,7 @@ int rc_send_page_start(int sock, const rc_page_settings *page,
   rc_build_page_start(buf, page, nameLen);
   if (sendParts(sock, buf, sizeof(buf), payload, nameLen, NULL, 0))
     return 1;
-  failLine("DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_PAGE_START) FAILED\n");
+  fputs("DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_PAGE_START) FAILED\n", stderr);
   return 0;
 }
 
@@ -260,7 +252,7 @@ int rc_send_page_end(int sock, const unsigned char *payload, uint32_t nameLen)
   rc_build_simple(buf, RCPACKETID_PRN_PAGE_END, nameLen);
   if (sendParts(sock, buf, sizeof(buf), payload, nameLen, NULL, 0))
     return 1;
-  failLine("DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_PAGE_END) FAILED\n");
+  fputs("DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_PAGE_END) FAILED\n", stderr);
   return 0;
 }
 
@@ -275,7 +267,7 @@ int rc_send_bitmap_hdr(int sock, uint32_t width, uint32_t height, uint32_t xres,
   rc_build_bitmap_hdr(buf, width, height, xres, yres, nameLen);
   if (sendParts(sock, buf, sizeof(buf), payload, nameLen, NULL, 0))
     return 1;
-  failLine("DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_BITMAP_HDR) FAILED\n");
+  fputs("DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_BITMAP_HDR) FAILED\n", stderr);
   return 0;
 }
 
@@ -309,6 +301,6 @@ int rc_send_bitmap_end(int sock, const unsigned char *payload, uint32_t nameLen)
   rc_build_simple(buf, RCPACKETID_PRN_BITMAP_END, nameLen);
   if (sendParts(sock, buf, sizeof(buf), payload, nameLen, NULL, 0))
     return 1;
-  failLine("DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_BITMAP_END) FAILED\n");
+  fputs("DEBUG: CorvaneBackend - socket_write(RCPACKET_PRN_BITMAP_END) FAILED\n", stderr);
   return 0;
 }

@@ -13,27 +13,15 @@
 #include <gtest/gtest.h>
 
 #include "bitmap_send.h"
-#include "test_jobs_support.h"
+#include "log_lines.h"
+#include "loop_run.h"
 
 /* The page used here: Letter-sized, no PAGENAME. */
 static const char kPage[] = "PAGE 0 0 612 792 0 0 0 300 300 0\n";
 
-static std::string pageLines(int counter)
-{
-  std::string n = std::to_string(counter);
-  return "DEBUG: \"CorvaneBackend - PAGE " + n + " - value: 0 0 612 792 0 0 0 300 300 0\"\n"
-                                                 "DEBUG: \"CorvaneBackend - PAGE " +
-         n + " - Starting page - [0 0 612 792]\"\n"
-             "DEBUG: \"CorvaneBackend - PAGE - collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0\"\n"
-             "DEBUG: CorvaneBackend - PAGE -  0\n"
-             "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n";
-}
-
 static std::string allocLine(uint64_t size, int depth, int res)
 {
-  return "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: " +
-         std::to_string(size) + " depth: " + std::to_string(depth) + " res: " + std::to_string(res) +
-         "\n";
+  return rasterLogLine("allocated", std::to_string(size), depth, res);
 }
 
 /* A simple model of the raster as the stream fills it: white, then each
@@ -79,34 +67,6 @@ static std::string rowData(size_t n, unsigned row)
   std::string s(n, '\0');
   for (size_t i = 0; i < n; i++)
     s[i] = (char)((i / 3 + row * 7 + (i % 3) * 50) & 0xFF);
-  return s;
-}
-
-/* The ENDPAGE log of a page whose fragments are those of recs. */
-static std::string endpageLines(const std::vector<WireRecord> &fragments, int bytesPerLine,
-                                int rasterW, int nLines, int align, int sendLines, int rwsize,
-                                int pageCounter)
-{
-  std::string s = "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n"
-                  "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_HDR sent\"\n"
-                  "DEBUG: CorvaneBackend - bitmap bytesPerLine: " +
-                  std::to_string(bytesPerLine) +
-                  " raster_w: " + std::to_string(rasterW) + " nLines: " + std::to_string(nLines) +
-                  " alignPerLine: " + std::to_string(align) + "\n"
-                                                              "DEBUG: \"CorvaneBackend - sendLines: " +
-                  std::to_string(sendLines) +
-                  " rwsize: " + std::to_string(rwsize) + "\"\n";
-  int k = 0;
-  for (const WireRecord &f : fragments)
-  {
-    s += "DEBUG: \"CorvaneBackend - lzf_compress: " + std::to_string(f.rec.dataLength) +
-         " sendLength: " + std::to_string(f.rec.fragment.uncompressedLength) + "\"\n";
-    s += "DEBUG: \"CorvaneBackend - " + std::to_string(++k) + "/" + std::to_string(nLines) +
-         " RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n";
-  }
-  s += "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_END sent\"\n"
-       "DEBUG: \"CorvaneBackend - PAGE " +
-       std::to_string(pageCounter) + " sent\"\n";
   return s;
 }
 
@@ -193,42 +153,28 @@ TEST(JobsBitmapRow, GroupsReversedPaddingZeroWhiteBeyondTheEnd)
   /* Depth 1, 10 bytes a row: the last group reaches two bytes into the
      next row, and for the last row past the raster (white). */
   std::string raster = "0123456789abcdefghij";
-  print_job_s job;
-  memset(&job, 0, sizeof(job));
-  job.raster.raster_data = (unsigned char *)&raster[0];
-  job.raster.size = 20;
-  job.raster.width = 10;
-  job.raster.height = 2;
-  job.raster.depth = 1;
-  job.raster.bytesPerLine = 10;
+  page_raster_s rows = rasterOver(raster, 10, 2, 1, 10);
   unsigned char dst[16];
   memset(dst, 0xEE, sizeof(dst));
-  bitmap_copy_row(&job.raster, 0, 12, dst);
+  bitmap_copy_row(&rows, 0, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string("210543876\x00\x00\x00", 12).replace(9, 1, "b"));
   memset(dst, 0xEE, sizeof(dst));
-  bitmap_copy_row(&job.raster, 1, 12, dst);
+  bitmap_copy_row(&rows, 1, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string("cbafedihg\xFF\0\0", 12));
   /* Rows wholly past the end are white data with zero padding. */
-  bitmap_copy_row(&job.raster, 7, 12, dst);
+  bitmap_copy_row(&rows, 7, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string(10, '\xFF') + std::string(2, '\0'));
-  bitmap_copy_row(&job.raster, 0xFFFFFFFFFFull, 12, dst);
+  bitmap_copy_row(&rows, 0xFFFFFFFFFFull, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string(10, '\xFF') + std::string(2, '\0'));
 }
 
 TEST(JobsBitmapRow, DepthThreeComponentOrderTurnsAround)
 {
   std::string raster = "RGBrgbXYZ";
-  print_job_s job;
-  memset(&job, 0, sizeof(job));
-  job.raster.raster_data = (unsigned char *)&raster[0];
-  job.raster.size = 9;
-  job.raster.width = 3;
-  job.raster.height = 1;
-  job.raster.depth = 3;
-  job.raster.bytesPerLine = 9;
+  page_raster_s rows = rasterOver(raster, 3, 1, 3, 9);
   unsigned char dst[14];
   memset(dst, 0xEE, sizeof(dst));
-  bitmap_copy_row(&job.raster, 0, 12, dst);
+  bitmap_copy_row(&rows, 0, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string("BGRbgrZYX\0\0\0", 12));
 }
 
@@ -273,8 +219,8 @@ TEST(JobsBitmap, SmallColourPageFieldByField)
   EXPECT_EQ(frags[0].rec.totalLength, 20u + 6u + frags[0].rec.dataLength);
   EXPECT_EQ(wireBitmap(frags), model.bitmap(12, 3));
   EXPECT_EQ(maskRasterAddress(run.err),
-            "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n" + pageLines(1) +
-              allocLine(36, 3, 0) + endpageLines(frags, 12, 12, 3, 0, 166666, 1999992, 1));
+            "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n" + letterPageLogLines(1) +
+              allocLine(36, 3, 0) + endpageLogLines(frags, 12, 12, 3, 0, 166666, 1999992, 1));
 }
 
 TEST(JobsBitmap, DepthOneOddLineLengths)
@@ -302,8 +248,8 @@ TEST(JobsBitmap, DepthOneOddLineLengths)
     bitmap_layout l;
     bitmap_compute_layout(bpl, &l);
     EXPECT_EQ(maskRasterAddress(run.err),
-              pageLines(1) + allocLine(4 * bpl, 1, (int)(bpl * 72.0 / 612.0 + 0.5)) +
-                endpageLines(frags, bpl, bpl, 4, aligned - bpl, l.sendLines, l.rwsize, 1))
+              letterPageLogLines(1) + allocLine(4 * bpl, 1, (int)(bpl * 72.0 / 612.0 + 0.5)) +
+                endpageLogLines(frags, bpl, bpl, 4, aligned - bpl, l.sendLines, l.rwsize, 1))
       << bpl;
   }
 }
@@ -340,8 +286,8 @@ TEST(JobsBitmap, TwoLinesPerFragmentBottomUp)
   EXPECT_EQ(out, expectedLine(rows[0], rows[1].substr(0, 2)));
   EXPECT_EQ(wireBitmap(frags), bitmap);
   EXPECT_EQ(maskRasterAddress(run.err),
-            pageLines(1) + allocLine(3500000, 1, 82353) +
-              endpageLines(frags, 700000, 700000, 5, 0, 2, 1400000, 1));
+            letterPageLogLines(1) + allocLine(3500000, 1, 82353) +
+              endpageLogLines(frags, 700000, 700000, 5, 0, 2, 1400000, 1));
 }
 
 TEST(JobsBitmap, ThirteenFragmentsOf261AndOne168)
@@ -367,8 +313,8 @@ TEST(JobsBitmap, ThirteenFragmentsOf261AndOne168)
   EXPECT_EQ(frags[12].rec.fragment.uncompressedLength, 168u * 7652u);
   EXPECT_EQ(wireBitmap(frags), model.bitmap(bpl, 3300));
   EXPECT_EQ(maskRasterAddress(run.err),
-            pageLines(1) + allocLine(25245000, 3, 300) +
-              endpageLines(frags, 7650, 7650, 3300, 2, 261, 1997172, 1));
+            letterPageLogLines(1) + allocLine(25245000, 3, 300) +
+              endpageLogLines(frags, 7650, 7650, 3300, 2, 261, 1997172, 1));
 }
 
 TEST(JobsBitmap, LinesLongerThanAFragmentGoOnePerFragment)
@@ -392,8 +338,8 @@ TEST(JobsBitmap, LinesLongerThanAFragmentGoOnePerFragment)
   EXPECT_EQ(frags[1].rec.fragment.uncompressedLength, 2000004u);
   EXPECT_EQ(wireBitmap(frags), model.bitmap(bpl, 2));
   EXPECT_EQ(maskRasterAddress(run.err),
-            pageLines(1) + allocLine(4000002, 1, 235294) +
-              endpageLines(frags, 2000001, 2000001, 2, 3, 1, 2000004, 1));
+            letterPageLogLines(1) + allocLine(4000002, 1, 235294) +
+              endpageLogLines(frags, 2000001, 2000001, 2, 3, 1, 2000004, 1));
 }
 
 TEST(JobsBitmap, ZeroLengthLinesSendAnEmptyBitmap)
@@ -402,8 +348,8 @@ TEST(JobsBitmap, ZeroLengthLinesSendAnEmptyBitmap)
   std::vector<WireRecord> recs = recordsOf(run.wire);
   EXPECT_EQ(idsOf(recs), std::vector<uint32_t>({420, 411, 413, 421}));
   EXPECT_EQ(maskRasterAddress(run.err),
-            pageLines(1) + allocLine(16, 1, 0) +
-              endpageLines({}, 0, 4, 2, 0, 0, 0, 1));
+            letterPageLogLines(1) + allocLine(16, 1, 0) +
+              endpageLogLines({}, 0, 4, 2, 0, 0, 0, 1));
 }
 
 TEST(JobsBitmap, MoreLinesThanTheRasterHoldsSendWhite)
@@ -512,12 +458,12 @@ TEST(JobsBitmap, LaterPagesUseTheSameRasterFromItsStart)
 
   char refused[200];
   snprintf(refused, sizeof(refused), "DEBUG: CorvaneBackend - RASTER with ERROR: value '4 4 3' raster_data: 0x");
-  std::string expected = "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n" + pageLines(1) +
-                         allocLine(48, 3, 0) + endpageLines(f1, 12, 12, 2, 0, 166666, 1999992, 1) +
-                         pageLines(2) + refused + "<ADDR> width: 612.000000 height: 792.000000 !!!\n" +
-                         endpageLines(f2, 12, 12, 2, 0, 166666, 1999992, 2) + pageLines(3) +
-                         endpageLines(f3, 12, 12, 0, 0, 166666, 1999992, 3) + pageLines(4) +
-                         endpageLines(f4, 12, 12, 3, 0, 166666, 1999992, 4) +
+  std::string expected = "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n" + letterPageLogLines(1) +
+                         allocLine(48, 3, 0) + endpageLogLines(f1, 12, 12, 2, 0, 166666, 1999992, 1) +
+                         letterPageLogLines(2) + refused + "<ADDR> width: 612.000000 height: 792.000000 !!!\n" +
+                         endpageLogLines(f2, 12, 12, 2, 0, 166666, 1999992, 2) + letterPageLogLines(3) +
+                         endpageLogLines(f3, 12, 12, 0, 0, 166666, 1999992, 3) + letterPageLogLines(4) +
+                         endpageLogLines(f4, 12, 12, 3, 0, 166666, 1999992, 4) +
                          "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n";
   static const std::regex refusedAddress("(raster_data: 0x)[0-9A-F]+( width)");
   EXPECT_EQ(std::regex_replace(maskRasterAddress(run.err), refusedAddress, "$1<ADDR>$2"), expected);

@@ -20,7 +20,7 @@
 #include "command_line.h"
 #include "cups_file.h"
 #include "large_alloc.h"
-#include "test_jobs_support.h"
+#include "loop_run.h"
 
 /* A small deterministic generator: every run tests the same cases. */
 struct Random
@@ -131,34 +131,27 @@ TEST(JobsFastReverse, RowCopyWritesNothingPastTheAlignedLine)
      10, 11) writes byte 9 only; 10 and 11 are padding, zero, and nothing
      is written past 12. */
   std::string raster = "0123456789abcdefghij";
-  print_job_s job;
-  memset(&job, 0, sizeof(job));
-  job.raster.raster_data = (unsigned char *)&raster[0];
-  job.raster.size = 20;
-  job.raster.width = 10;
-  job.raster.height = 2;
-  job.raster.depth = 1;
-  job.raster.bytesPerLine = 10;
+  page_raster_s rows = rasterOver(raster, 10, 2, 1, 10);
   unsigned char dst[16];
   memset(dst, 0xEE, sizeof(dst));
-  bitmap_copy_row(&job.raster, 0, 12, dst);
+  bitmap_copy_row(&rows, 0, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string("210543876b\0\0", 12));
   EXPECT_EQ(std::string((char *)dst + 12, 4), std::string(4, '\xEE'));
 
   /* bytesPerLine 8 in rows of 10: aligned 8, the last group (6, 7, 8)
      reads byte 8 but writes only 6 and 7. */
-  job.raster.bytesPerLine = 8;
+  rows.bytesPerLine = 8;
   memset(dst, 0xEE, sizeof(dst));
-  bitmap_copy_row(&job.raster, 1, 8, dst);
+  bitmap_copy_row(&rows, 1, 8, dst);
   EXPECT_EQ(std::string((char *)dst, 8), "cbafedih");
   EXPECT_EQ(std::string((char *)dst + 8, 8), std::string(8, '\xEE'));
 
   /* The same past the end of the raster (row 1 of a 19-byte raster): the
      byte read beyond it is white. */
-  job.raster.size = 19;
-  job.raster.bytesPerLine = 10;
+  rows.size = 19;
+  rows.bytesPerLine = 10;
   memset(dst, 0xEE, sizeof(dst));
-  bitmap_copy_row(&job.raster, 1, 12, dst);
+  bitmap_copy_row(&rows, 1, 12, dst);
   EXPECT_EQ(std::string((char *)dst, 12), std::string("cbafedihg\xFF\0\0", 12));
   EXPECT_EQ(std::string((char *)dst + 12, 4), std::string(4, '\xEE'));
 }
@@ -166,20 +159,6 @@ TEST(JobsFastReverse, RowCopyWritesNothingPastTheAlignedLine)
 /* ------------------------------------------------------------------------
  * The reader's read-ahead block
  * ------------------------------------------------------------------------ */
-
-/* A reader over a temporary file. */
-struct FileSource
-{
-  TempDir dir;
-  _cups_file_s *fp = nullptr;
-  explicit FileSource(const std::string &bytes)
-  {
-    std::string path = dir.path + "/in";
-    EXPECT_TRUE(writeFile(path, bytes));
-    fp = cups_file_new(open(path.c_str(), O_RDONLY), 0);
-  }
-  ~FileSource() { cups_file_close(fp); }
-};
 
 static void expectBookkeeping(const _cups_file_s *fp)
 {
@@ -204,7 +183,7 @@ TEST(JobsFastReader, LineFillsStopAtTheNewLineAndRowsComeFromTheBlock)
   for (size_t i = 0; i < row.size(); i++)
     row[i] = (char)(i * 7);
   std::string data = "LINE 7440\n" + row + "LINE 7440\n" + row + "END\n";
-  FileSource s(data);
+  FileReader s(data);
   _cups_file_s *fp = s.fp;
   char line[COMMAND_LINE_SIZE];
   char *k, *v;
@@ -324,7 +303,7 @@ TEST(JobsFastReader, RandomOperationsOverAFileMatchTheStream)
   {
     Random r(seed * 7919);
     std::string data = mixedStream(&r, 3 * CUPS_FILE_AHEAD_SIZE + r.below(100000));
-    FileSource s(data);
+    FileReader s(data);
     randomOperations(s.fp, data, seed);
   }
 }
@@ -612,7 +591,7 @@ TEST(JobsFastPage, FailedSendLeavesTheRasterSettled)
   std::string stream = std::string(kLetter) + "RASTER 10 10 3\nLINE 30\n" + std::string(30, 'q') +
                        "ENDPAGE\n";
   TempDir dir;
-  ASSERT_TRUE(writeFile(dir.path + "/in", stream));
+  ASSERT_TRUE(writeFileBytes(dir.path + "/in", stream));
   _cups_file_s *fp = cups_file_new(open((dir.path + "/in").c_str(), O_RDONLY), 0);
   int fds[2];
   ASSERT_EQ(pipe(fds), 0);

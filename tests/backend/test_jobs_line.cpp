@@ -13,7 +13,7 @@
 
 #include "command_line.h"
 #include "number_scan.h"
-#include "test_jobs_support.h"
+#include "loop_run.h"
 
 /* Each command as "keyword|value", or "keyword" alone when the value is
    null (an empty value shows as "keyword|"). */
@@ -21,7 +21,7 @@ static std::vector<std::string> commandsOf(const std::string &stream, int64_t *p
 {
   TempDir dir;
   std::string path = dir.path + "/in";
-  EXPECT_TRUE(writeFile(path, stream));
+  EXPECT_TRUE(writeFileBytes(path, stream));
   _cups_file_s *fp = cups_file_new(open(path.c_str(), O_RDONLY), 0);
   std::vector<std::string> out;
   char line[COMMAND_LINE_SIZE];
@@ -89,7 +89,7 @@ TEST(JobsLine, CarriageReturnAndNewLineSplitByARefill)
   ASSERT_EQ(s[4096], '\n');
   TempDir dir;
   std::string path = dir.path + "/in";
-  ASSERT_TRUE(writeFile(path, s));
+  ASSERT_TRUE(writeFileBytes(path, s));
   _cups_file_s *fp = cups_file_new(open(path.c_str(), O_RDONLY), 0);
   char line[COMMAND_LINE_SIZE];
   char *k, *v;
@@ -173,7 +173,7 @@ TEST(JobsLine, OtherModesReadAsEndOfInput)
 {
   TempDir dir;
   std::string path = dir.path + "/in";
-  ASSERT_TRUE(writeFile(path, "A\nB\n"));
+  ASSERT_TRUE(writeFileBytes(path, "A\nB\n"));
   _cups_file_s *fp = cups_file_new(open(path.c_str(), O_RDONLY), 0);
   char line[COMMAND_LINE_SIZE];
   char *k, *v;

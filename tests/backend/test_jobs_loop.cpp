@@ -14,7 +14,7 @@
 
 #include <gtest/gtest.h>
 
-#include "test_jobs_support.h"
+#include "loop_run.h"
 
 /* The 44 bytes of a page record, written out by hand from its fields. */
 static std::string pageRecord(uint16_t orientation, uint16_t paper, uint16_t length, uint16_t width,
@@ -259,7 +259,7 @@ TEST(JobsLoop, FailedWriteEndsTheLoopAtOnce)
   for (const Case &c : cases)
   {
     TempDir dir;
-    ASSERT_TRUE(writeFile(dir.path + "/in", c.stream));
+    ASSERT_TRUE(writeFileBytes(dir.path + "/in", c.stream));
     _cups_file_s *fp = cups_file_new(open((dir.path + "/in").c_str(), O_RDONLY), 0);
     int fds[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
@@ -332,7 +332,7 @@ static TightRun runTight(const std::string &stream, size_t room)
   if (write(fds[1], filler.data(), filler.size()) != (ssize_t)filler.size())
     return t;
   TempDir dir;
-  EXPECT_TRUE(writeFile(dir.path + "/in", stream));
+  EXPECT_TRUE(writeFileBytes(dir.path + "/in", stream));
   _cups_file_s *fp = cups_file_new(open((dir.path + "/in").c_str(), O_RDONLY), 0);
   print_job_s *job = new print_job_s;
   print_job_init(job, fds[1], "Office", 1);

@@ -14,8 +14,9 @@
 #include <gtest/gtest.h>
 
 #include "device_uri.h"
+#include "log_lines.h"
 #include "page_raster.h"
-#include "test_jobs_support.h"
+#include "loop_run.h"
 
 namespace {
 
@@ -23,37 +24,20 @@ const char kPage[] = "PAGE 0 0 612 792 0 0 0 300 300 0\n";
 const std::string kD = "DEBUG: CorvaneBackend - ";
 const std::string kQ = "DEBUG: \"CorvaneBackend - ";
 
-std::string pageLines(int counter)
-{
-  std::string n = std::to_string(counter);
-  return kQ + "PAGE " + n + " - value: 0 0 612 792 0 0 0 300 300 0\"\n" + kQ + "PAGE " + n +
-         " - Starting page - [0 0 612 792]\"\n" + kQ +
-         "PAGE - collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0\"\n" + kD +
-         "PAGE -  0\n" + kQ + "RCPACKET_PRN_PAGE_START was sent\"\n";
-}
-
 std::string rasterLine(const char *what, const std::string &size, int depth, int res)
 {
-  return kD + "Raster data " + what + " and cleared to white: 0x<ADDR> size: " + size +
-         " depth: " + std::to_string(depth) + " res: " + std::to_string(res) + "\n";
+  return rasterLogLine(what, size, depth, res);
 }
 
-/* ENDPAGE's lines for a page of one fragment. */
+/* ENDPAGE's lines of a page sent as one fragment, packed bytes long. */
 std::string endpageLines(int bytesPerLine, int rasterW, int nLines, int counter, int packed)
 {
+  WireRecord f;
+  memset(&f.rec, 0, sizeof(f.rec));
+  f.rec.dataLength = (uint32_t)packed;
   int align = bytesPerLine % 4 ? 4 - bytesPerLine % 4 : 0;
-  int aligned = bytesPerLine + align;
-  int sendLines = 2000000 / aligned;
-  return kQ + "ENDPAGE - raster_data OK\"\n" + kQ + "RCPACKET_PRN_BITMAP_HDR sent\"\n" + kD +
-         "bitmap bytesPerLine: " + std::to_string(bytesPerLine) +
-         " raster_w: " + std::to_string(rasterW) + " nLines: " + std::to_string(nLines) +
-         " alignPerLine: " + std::to_string(align) + "\n" + kQ +
-         "sendLines: " + std::to_string(sendLines) +
-         " rwsize: " + std::to_string(sendLines * aligned) + "\"\n" + kQ +
-         "lzf_compress: " + std::to_string(packed) +
-         " sendLength: " + std::to_string(aligned * nLines) + "\"\n" + kQ + "1/" +
-         std::to_string(nLines) + " RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n" + kQ +
-         "RCPACKET_PRN_BITMAP_END sent\"\n" + kQ + "PAGE " + std::to_string(counter) + " sent\"\n";
+  f.rec.fragment.uncompressedLength = (uint32_t)((bytesPerLine + align) * nLines);
+  return endpageLogLines({f}, bytesPerLine, rasterW, nLines, align, counter);
 }
 
 /* The fragments' bitmaps of a run, one string a page (pages of one
@@ -77,6 +61,20 @@ std::vector<int> packedLengths(const std::string &wire)
   return lengths;
 }
 
+/* Runs stream over job with a raster per page; the compressed length of
+   each of the run's fragments, of which there must be `fragments`, goes
+   to *packed. */
+LoopRun runPerPage(const std::string &stream, print_job_s *job, size_t fragments,
+                   std::vector<int> *packed)
+{
+  LoopRun run = runLoop(stream, "Office", job, SIZE_MAX, 1);
+  EXPECT_EQ(run.result, 1);
+  *packed = packedLengths(run.wire);
+  EXPECT_EQ(packed->size(), fragments);
+  packed->resize(fragments);
+  return run;
+}
+
 struct KeptJob
 {
   print_job_s job;
@@ -88,18 +86,16 @@ struct KeptJob
 TEST(JobsPerPage, SameGeometryReusesTheBufferWhiteAgain)
 {
   KeptJob k;
-  LoopRun run = runLoop(std::string(kPage) + "RASTER 4 2 1\n" + lineCommand("abcd") +
-                          lineCommand("efgh") + "ENDPAGE\n" + kPage + "RASTER 4 2 1\n" +
-                          lineCommand("ijk") + "ENDPAGE\n",
-                        "Office", &k.job, SIZE_MAX, 1);
-  ASSERT_EQ(run.result, 1);
-  std::vector<int> packed = packedLengths(run.wire);
-  ASSERT_EQ(packed.size(), 2u);
+  std::vector<int> packed;
+  LoopRun run = runPerPage(std::string(kPage) + "RASTER 4 2 1\n" + lineCommand("abcd") +
+                             lineCommand("efgh") + "ENDPAGE\n" + kPage + "RASTER 4 2 1\n" +
+                             lineCommand("ijk") + "ENDPAGE\n",
+                           &k.job, 2, &packed);
   /* Page 2: one line of 3 bytes (its own length, no complaint about the
      first page's 4), sent from the start of the buffer. */
   EXPECT_EQ(maskRasterAddress(run.err),
-            pageLines(1) + rasterLine("allocated", "8", 1, 0) + endpageLines(4, 4, 2, 1, packed[0]) +
-              pageLines(2) + rasterLine("reused", "8", 1, 0) +
+            letterPageLogLines(1) + rasterLine("allocated", "8", 1, 0) + endpageLines(4, 4, 2, 1, packed[0]) +
+              letterPageLogLines(2) + rasterLine("reused", "8", 1, 0) +
               endpageLines(3, 4, 1, 2, packed[1]));
   std::vector<std::string> pages = pageBitmaps(run.wire);
   /* Bottom-up, groups of three reversed; the last group of a 4-byte line
@@ -140,17 +136,15 @@ TEST(JobsPerPage, ReuseKeepsTheAddressAndRestartsTheLineCount)
 TEST(JobsPerPage, AnotherGeometryAllocatesAnew)
 {
   KeptJob k;
-  LoopRun run = runLoop(std::string(kPage) + "RASTER 4 2 1\n" + lineCommand("abcd") + "ENDPAGE\n" +
-                          kPage + "RASTER 2 1 3\n" + lineCommand("RGBrgb") + "ENDPAGE\n" + kPage +
-                          "RASTER 2 1 3\n" + "ENDPAGE\n",
-                        "Office", &k.job, SIZE_MAX, 1);
-  ASSERT_EQ(run.result, 1);
-  std::vector<int> packed = packedLengths(run.wire);
-  ASSERT_EQ(packed.size(), 2u);
+  std::vector<int> packed;
+  LoopRun run = runPerPage(std::string(kPage) + "RASTER 4 2 1\n" + lineCommand("abcd") + "ENDPAGE\n" +
+                             kPage + "RASTER 2 1 3\n" + lineCommand("RGBrgb") + "ENDPAGE\n" + kPage +
+                             "RASTER 2 1 3\n" + "ENDPAGE\n",
+                           &k.job, 2, &packed);
   EXPECT_EQ(maskRasterAddress(run.err),
-            pageLines(1) + rasterLine("allocated", "8", 1, 0) + endpageLines(4, 4, 1, 1, packed[0]) +
-              pageLines(2) + rasterLine("allocated", "6", 3, 0) +
-              endpageLines(6, 6, 1, 2, packed[1]) + pageLines(3) + rasterLine("reused", "6", 3, 0) +
+            letterPageLogLines(1) + rasterLine("allocated", "8", 1, 0) + endpageLines(4, 4, 1, 1, packed[0]) +
+              letterPageLogLines(2) + rasterLine("allocated", "6", 3, 0) +
+              endpageLines(6, 6, 1, 2, packed[1]) + letterPageLogLines(3) + rasterLine("reused", "6", 3, 0) +
               kQ + "ENDPAGE - raster_data OK\"\n" + kQ + "RCPACKET_PRN_BITMAP_HDR sent\"\n" + kD +
               "bitmap bytesPerLine: 0 raster_w: 6 nLines: 0 alignPerLine: 0\n" + kQ +
               "sendLines: 0 rwsize: 0\"\n" + kQ + "RCPACKET_PRN_BITMAP_END sent\"\n" + kQ +
@@ -171,18 +165,16 @@ TEST(JobsPerPage, AnotherGeometryAllocatesAnew)
 TEST(JobsPerPage, RefusedRasterLeavesThePageWithoutOne)
 {
   KeptJob k;
-  LoopRun run = runLoop(std::string(kPage) + "RASTER 4 2 1\n" + lineCommand("abcd") + "ENDPAGE\n" +
-                          kPage + "RASTER 4 2 2\nENDPAGE\n" + kPage + "RASTER 4 2 1\n" +
-                          lineCommand("wxyz") + "ENDPAGE\n",
-                        "Office", &k.job, SIZE_MAX, 1);
-  ASSERT_EQ(run.result, 1);
-  std::vector<int> packed = packedLengths(run.wire);
-  ASSERT_EQ(packed.size(), 2u);
+  std::vector<int> packed;
+  LoopRun run = runPerPage(std::string(kPage) + "RASTER 4 2 1\n" + lineCommand("abcd") + "ENDPAGE\n" +
+                             kPage + "RASTER 4 2 2\nENDPAGE\n" + kPage + "RASTER 4 2 1\n" +
+                             lineCommand("wxyz") + "ENDPAGE\n",
+                           &k.job, 2, &packed);
   EXPECT_EQ(maskRasterAddress(run.err),
-            pageLines(1) + rasterLine("allocated", "8", 1, 0) + endpageLines(4, 4, 1, 1, packed[0]) +
-              pageLines(2) + kD + "Raster data CANNOT allocate (4 * 2 * 2) !!!\n" + kQ +
+            letterPageLogLines(1) + rasterLine("allocated", "8", 1, 0) + endpageLines(4, 4, 1, 1, packed[0]) +
+              letterPageLogLines(2) + kD + "Raster data CANNOT allocate (4 * 2 * 2) !!!\n" + kQ +
               "ENDPAGE - raster_data EMPTY\"\n" + kD + "NO ALLOCATED raster_data !!!\n" +
-              pageLines(3) + rasterLine("allocated", "8", 1, 0) +
+              letterPageLogLines(3) + rasterLine("allocated", "8", 1, 0) +
               endpageLines(4, 4, 1, 3, packed[1]));
   std::vector<std::string> pages = pageBitmaps(run.wire);
   EXPECT_EQ(pages[1], "yxw\xFF");
@@ -195,7 +187,7 @@ TEST(JobsPerPage, RasterWithoutAPageStillRefusedWithTheBuffersAddress)
   std::string err = maskRasterAddress(run.err);
   /* The refusal names the buffer that was there; then there is none. */
   EXPECT_EQ(err.substr(0, err.find("RASTER with ERROR")),
-            pageLines(1) + rasterLine("allocated", "8", 1, 0) + kD);
+            letterPageLogLines(1) + rasterLine("allocated", "8", 1, 0) + kD);
   EXPECT_NE(run.err.find("RASTER with ERROR: value '(null)' raster_data: 0x"), std::string::npos);
   EXPECT_EQ(run.err.find("raster_data: 0x0 "), std::string::npos);
   EXPECT_EQ(k.job.raster.raster_data, nullptr);

@@ -9,27 +9,16 @@
 
 #include <gtest/gtest.h>
 
+#include "log_lines.h"
 #include "page_raster.h"
-#include "test_jobs_support.h"
+#include "loop_run.h"
 
 /* The page used by most tests: Letter-sized, no PAGENAME (paper code 0). */
 static const char kPage[] = "PAGE 0 0 612 792 0 0 0 300 300 0\n";
 
-static std::string pageLines(int counter)
-{
-  std::string n = std::to_string(counter);
-  return "DEBUG: \"CorvaneBackend - PAGE " + n + " - value: 0 0 612 792 0 0 0 300 300 0\"\n"
-                                                 "DEBUG: \"CorvaneBackend - PAGE " +
-         n + " - Starting page - [0 0 612 792]\"\n"
-             "DEBUG: \"CorvaneBackend - PAGE - collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0\"\n"
-             "DEBUG: CorvaneBackend - PAGE -  0\n"
-             "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n";
-}
-
 static std::string allocLine(const char *size, int depth, int res)
 {
-  return std::string("DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: ") +
-         size + " depth: " + std::to_string(depth) + " res: " + std::to_string(res) + "\n";
+  return rasterLogLine("allocated", size, depth, res);
 }
 
 struct KeptJob
@@ -62,7 +51,7 @@ TEST(JobsRaster, RefusedSizes)
                         "ENDPAGE\n");
   EXPECT_EQ(run.result, 1);
   std::string err = maskRasterAddress(run.err);
-  std::string expected = pageLines(1) +
+  std::string expected = letterPageLogLines(1) +
                          "DEBUG: CorvaneBackend - Raster data CANNOT allocate (100 * 50 * 2) !!!\n"
                          "DEBUG: CorvaneBackend - Raster data CANNOT allocate - '100 50' !!!\n"
                          "DEBUG: CorvaneBackend - Raster data CANNOT allocate (0 * 50 * 3) !!!\n"
@@ -83,7 +72,7 @@ TEST(JobsRaster, AllocatesOnceClearedToWhite)
 {
   KeptJob k;
   LoopRun run = runLoop(std::string(kPage) + "RASTER 2550 3300 3\n", "Office", &k.job);
-  EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("25245000", 3, 300));
+  EXPECT_EQ(maskRasterAddress(run.err), letterPageLogLines(1) + allocLine("25245000", 3, 300));
   ASSERT_NE(k.job.raster.raster_data, nullptr);
   EXPECT_EQ(k.job.raster.size, 25245000u);
   EXPECT_EQ(k.job.raster.cursor, k.job.raster.raster_data);
@@ -107,7 +96,7 @@ TEST(JobsRaster, SecondRasterIsRefusedWithTheBuffersAddress)
            "DEBUG: CorvaneBackend - RASTER with ERROR: value '20 20 3' raster_data: 0x%X width: 612.000000 height: 792.000000 !!!\n",
            (unsigned int)((uintptr_t)k.job.raster.raster_data & 0xFFFFFFFFu));
   EXPECT_EQ(maskRasterAddress(run.err),
-            pageLines(1) + allocLine("100", 1, 1) + pageLines(2) + line);
+            letterPageLogLines(1) + allocLine("100", 1, 1) + letterPageLogLines(2) + line);
   EXPECT_EQ(k.job.raster.size, 100u);
 }
 
@@ -119,7 +108,7 @@ TEST(JobsRaster, LinesFillByTheCursorAndFirstLengthSticks)
                           lineCommand(c) + "COLORDEVICE 1\n",
                         "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err),
-            pageLines(1) + allocLine("300", 3, 1) +
+            letterPageLogLines(1) + allocLine("300", 3, 1) +
               "DEBUG: LINE - bytesPerLine: 30 bytes: 20\n"
               "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n");
   EXPECT_EQ(k.job.raster.bytesPerLine, 30);
@@ -140,7 +129,7 @@ TEST(JobsRaster, ExcessBytesAreReadAndDropped)
                           lineCommand(over) + lineCommand("zz") + "COLORDEVICE 0\n",
                         "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err),
-            pageLines(1) + allocLine("100", 1, 1) +
+            letterPageLogLines(1) + allocLine("100", 1, 1) +
               "DEBUG: LINE - bytesPerLine: 90 bytes: 30\n"
               "DEBUG: LINE - bytesPerLine: 90 bytes: 2\n"
               "DEBUG: \"CorvaneBackend - COLORDEVICE: False\"\n");
@@ -155,7 +144,7 @@ TEST(JobsRaster, LargeExcessIsDroppedInBulk)
   std::string big(3000000, 'q');
   LoopRun run = runLoop(std::string(kPage) + "RASTER 10 1 1\n" + lineCommand(big) + "COLORDEVICE 1\n",
                         "Office", &k.job);
-  EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("10", 1, 1) +
+  EXPECT_EQ(maskRasterAddress(run.err), letterPageLogLines(1) + allocLine("10", 1, 1) +
                                           "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n");
   EXPECT_EQ(k.job.raster.bytesPerLine, 3000000);
   EXPECT_EQ(k.job.raster.nLines, 1);
@@ -165,11 +154,11 @@ TEST(JobsRaster, LineBeforeRasterLeavesItsDataInTheStream)
 {
   /* The data bytes are read as command lines: here they are one. */
   LoopRun run = runLoop(std::string(kPage) + lineCommand("PAGENAME A5\n"));
-  EXPECT_EQ(run.err, pageLines(1) + "DEBUG: \"CorvaneBackend - PAGENAME - A5\"\n");
+  EXPECT_EQ(run.err, letterPageLogLines(1) + "DEBUG: \"CorvaneBackend - PAGENAME - A5\"\n");
   /* Without a value nothing is read either, raster or not. */
   KeptJob k;
   run = runLoop(std::string(kPage) + "RASTER 4 1 1\nLINE\nPAGENAME B5\n", "Office", &k.job);
-  EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("4", 1, 0) +
+  EXPECT_EQ(maskRasterAddress(run.err), letterPageLogLines(1) + allocLine("4", 1, 0) +
                                           "DEBUG: \"CorvaneBackend - PAGENAME - B5\"\n");
   EXPECT_EQ(k.job.raster.nLines, 0);
 }
@@ -186,7 +175,7 @@ TEST(JobsRaster, RejectedLineCounts)
                                              "LINE 2147483647x\nLINE 4\nwxyz",
                         "Office", &k.job);
   EXPECT_EQ(maskRasterAddress(run.err),
-            pageLines(1) + allocLine("16", 1, 0) +
+            letterPageLogLines(1) + allocLine("16", 1, 0) +
               "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '-5' is negative !!!\n"
               "DEBUG: \"CorvaneBackend - PAGENAME - A\"\n"
               "DEBUG: CorvaneBackend - LINE - REJECTED: byte count '2147483648' is too large !!!\n"
@@ -224,7 +213,7 @@ TEST(JobsRaster, LineCountIsReadAsStrtolReadsIt)
                                              "LINE 0x10\n" /* 0, then text */
                                              "PAGENAME Z\n",
                         "Office", &k.job);
-  EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("32", 1, 0) +
+  EXPECT_EQ(maskRasterAddress(run.err), letterPageLogLines(1) + allocLine("32", 1, 0) +
                                           "DEBUG: LINE - bytesPerLine: 4 bytes: 0\n"
                                           "DEBUG: LINE - bytesPerLine: 4 bytes: 12\n"
                                           "DEBUG: LINE - bytesPerLine: 4 bytes: 0\n"
@@ -245,17 +234,12 @@ TEST(JobsRaster, LineCountAfterWhitespace)
   KeptJob k;
   LoopRun run = runLoop(std::string(kPage) + "RASTER 7 1 1\n", "Office", &k.job);
   ASSERT_EQ(run.result, 1);
-  TempDir dir;
-  std::string input = dir.path + "/rows";
-  ASSERT_TRUE(writeFile(input, "abcdefgZ"));
-  int fd = open(input.c_str(), O_RDONLY);
-  _cups_file_s *fp = cups_file_new(fd, 0);
-  ASSERT_NE(fp, nullptr);
+  FileReader rows("abcdefgZ");
+  ASSERT_NE(rows.fp, nullptr);
   StderrCapture cap;
   cap.begin();
-  line_command(&k.job.raster, " 7", fp);
+  line_command(&k.job.raster, " 7", rows.fp);
   std::string err = cap.end();
-  cups_file_close(fp);
   EXPECT_EQ(err, "");
   EXPECT_EQ(k.job.raster.nLines, 1);
   EXPECT_EQ(k.job.raster.bytesPerLine, 7);
@@ -268,7 +252,7 @@ TEST(JobsRaster, ZeroLengthLinesAreCounted)
   KeptJob k;
   LoopRun run = runLoop(std::string(kPage) + "RASTER 4 4 1\nLINE 0\nLINE -0\n" + lineCommand("abcd"),
                         "Office", &k.job);
-  EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("16", 1, 0));
+  EXPECT_EQ(maskRasterAddress(run.err), letterPageLogLines(1) + allocLine("16", 1, 0));
   EXPECT_EQ(k.job.raster.nLines, 3);
   EXPECT_EQ(k.job.raster.bytesPerLine, 4);
   EXPECT_EQ(std::string((char *)k.job.raster.raster_data, 4), "abcd");
@@ -281,7 +265,7 @@ TEST(JobsRaster, LoneCarriageReturnBeforeDataThatStartsWithNewLine)
      late and takes the first byte of what follows. */
   LoopRun run = runLoop(std::string(kPage) + "RASTER 4 1 1\nLINE 4\r\nabcdZ", "Office", &k.job);
   EXPECT_EQ(std::string((char *)k.job.raster.raster_data, 4), "abcd");
-  EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("4", 1, 0));
+  EXPECT_EQ(maskRasterAddress(run.err), letterPageLogLines(1) + allocLine("4", 1, 0));
   EXPECT_EQ(run.result, 1);
 }
 
@@ -302,7 +286,7 @@ TEST(JobsRaster, ALaterLineOfAnotherLengthIsStoredWithItsOwn)
   LoopRun run = runLoop(std::string(kPage) + "RASTER 2550 3300 3\n" + lineCommand(a) + lineCommand(b) +
                           lineCommand(a),
                         "Office", &k.job);
-  EXPECT_EQ(maskRasterAddress(run.err), pageLines(1) + allocLine("25245000", 3, 300) +
+  EXPECT_EQ(maskRasterAddress(run.err), letterPageLogLines(1) + allocLine("25245000", 3, 300) +
                                           "DEBUG: LINE - bytesPerLine: 7650 bytes: 7000\n");
   EXPECT_EQ(k.job.raster.bytesPerLine, 7650);
   EXPECT_EQ(k.job.raster.nLines, 3);

@@ -13,21 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "cups_file.h"
-#include "test_jobs_support.h"
-
-/* A reader over a temporary file holding bytes. */
-struct FileReader
-{
-  TempDir dir;
-  _cups_file_s *fp = nullptr;
-  explicit FileReader(const std::string &bytes)
-  {
-    std::string path = dir.path + "/in";
-    EXPECT_TRUE(writeFile(path, bytes));
-    fp = cups_file_new(open(path.c_str(), O_RDONLY), 0);
-  }
-  ~FileReader() { cups_file_close(fp); }
-};
+#include "loop_run.h"
 
 static std::string pattern(size_t n, unsigned seed = 1)
 {

@@ -23,7 +23,7 @@
 #include <gtest/gtest.h>
 #include <lzf.h>
 
-#include "../protocol/test_records_capture.h"
+#include "stderr_capture.h"
 #include "cups_file.h"
 #include "print_job.h"
 #include "rc_decoder.h"

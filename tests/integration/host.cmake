@@ -2,32 +2,14 @@
 # kivprinter-host and back, sixteen backends at once (started directly and
 # through sixteen queues of a private scheduler), the demo command, and an
 # install into a staging folder with a program built against it.
-set(HOST_TOOLS_TESTS ${AREA_DIR}/../tools)
-set(HOST_SUPPORT ${HOST_TOOLS_TESTS}/test_host_support.cpp)
-
-corvane_add_gtest(integration_host_roundtrip
-  SOURCES ${AREA_DIR}/test_host_roundtrip.cpp ${HOST_SUPPORT}
-  LIBS kivprinter_tools
-  LOCK kivprinter_sock
-  TIMEOUT 300)
-target_include_directories(integration_host_roundtrip PRIVATE ${HOST_TOOLS_TESTS})
-add_dependencies(integration_host_roundtrip CorvaneBackend kivprinter-host)
-
-corvane_add_gtest(integration_host_sixteen
-  SOURCES ${AREA_DIR}/test_host_sixteen.cpp ${HOST_SUPPORT}
-  LIBS kivprinter_tools
-  LOCK kivprinter_sock
-  TIMEOUT 300)
-target_include_directories(integration_host_sixteen PRIVATE ${HOST_TOOLS_TESTS})
-add_dependencies(integration_host_sixteen CorvaneBackend kivprinter-host)
-
-corvane_add_gtest(integration_host_demo
-  SOURCES ${AREA_DIR}/test_host_demo.cpp ${HOST_SUPPORT}
-  LIBS kivprinter_tools
-  LOCK kivprinter_sock
-  TIMEOUT 300)
-target_include_directories(integration_host_demo PRIVATE ${HOST_TOOLS_TESTS})
-add_dependencies(integration_host_demo CorvaneBackend kivprinter-host kivprinter-mkstream)
+foreach(part roundtrip sixteen demo)
+  corvane_add_gtest(integration_host_${part}
+    SOURCES ${AREA_DIR}/test_host_${part}.cpp
+    LIBS corvane_testsupport_host
+    LOCK kivprinter_sock
+    TIMEOUT 300)
+  add_dependencies(integration_host_${part} CorvaneBackend kivprinter-host kivprinter-mkstream)
+endforeach()
 
 # Installs the whole build: it needs every installed target built first.
 if(CORVANE_SANITIZE)
@@ -36,10 +18,9 @@ else()
   set(HOST_INSTALL_EXTRA_FLAGS "")
 endif()
 corvane_add_gtest(integration_host_install
-  SOURCES ${AREA_DIR}/test_host_install.cpp ${HOST_SUPPORT}
-  LIBS kivprinter_tools
+  SOURCES ${AREA_DIR}/test_host_install.cpp
+  LIBS corvane_testsupport_host
   TIMEOUT 300)
-target_include_directories(integration_host_install PRIVATE ${HOST_TOOLS_TESTS})
 target_compile_definitions(integration_host_install PRIVATE
   CORVANE_CMAKE_COMMAND="${CMAKE_COMMAND}"
   CORVANE_CXX_COMPILER="${CMAKE_CXX_COMPILER}"

@@ -28,11 +28,11 @@
 
 #include <gtest/gtest.h>
 
-#include "../protocol/test_records_wire.h"
+#include "records_wire.h"
 #include "backend_run.h"
 #include "socket_sink.h"
 #include "socket_transport.h"
-#include "test_faults_support.h"
+#include "faults_support.h"
 
 namespace {
 

@@ -19,12 +19,12 @@
 
 #include <gtest/gtest.h>
 
-#include "../protocol/test_records_wire.h"
+#include "records_wire.h"
 #include "backend_run.h"
 #include "ipp_responder.h"
 #include "socket_sink.h"
 #include "socket_transport.h"
-#include "test_faults_support.h"
+#include "faults_support.h"
 
 namespace {
 
@@ -188,14 +188,7 @@ TEST_F(SetupFaults, SchedulerAnswersAnErrorStatusForAJob)
                         Case{0x0507, "server-error-busy"}})
   {
     SCOPED_TRACE(c.text);
-    IppMessage m;
-    m.code = c.status;
-    ippMsgAddGroup(&m, IPP_GROUP_OPERATION);
-    ippMsgAddValue(&m, IPP_VALUE_CHARSET, "attributes-charset", "utf-8");
-    ippMsgAddValue(&m, IPP_VALUE_LANGUAGE, "attributes-natural-language", "en");
-    ippMsgAddGroup(&m, IPP_GROUP_PRINTER);
-    ippMsgAddValue(&m, IPP_VALUE_NAME, "printer-name", FAULTS_PRINTER);
-    ippMsgAddValue(&m, IPP_VALUE_TEXT, "printer-info", FAULTS_DESCRIPTION);
+    IppMessage m = faultsQueueAnswer(c.status);
     IppResponder responder;
     ASSERT_TRUE(responderStart(&responder, dir + "/refusing.sock", m));
     BackendOptions o;

@@ -9,12 +9,12 @@
 #include <gtest/gtest.h>
 
 #include "child_process.h"
-#include "test_host_support.h"
+#include "host_support.h"
 #include "test_page.h"
 
 TEST(HostDemo, OneJobFromTheQueueToAPageImage)
 {
-  std::string dir = hostTempDir("host-demo");
+  std::string dir = makeTempDir("host-demo");
   ASSERT_FALSE(dir.empty());
   /* The demo listens on the backend's fixed socket. */
   waitUntilPathFree("/tmp/kivprinter.sock", 60);
@@ -59,5 +59,5 @@ TEST(HostDemo, OneJobFromTheQueueToAPageImage)
   /* Everything it started is gone: no scheduler tree, no socket file. */
   EXPECT_FALSE(hostExists(dir + "/work/cups/spool"));
   EXPECT_FALSE(hostExists("/tmp/kivprinter.sock"));
-  hostRemoveTree(dir);
+  removeTempDir(dir);
 }

@@ -12,7 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "child_process.h"
-#include "test_host_support.h"
+#include "host_support.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ std::string quote(const std::string &text)
 /* A value of the build's CMakeCache.txt ("NAME:TYPE=value"), or "". */
 std::string cacheValue(const std::string &name)
 {
-  std::string cache = hostReadFile(std::string(CORVANE_BUILD_DIR) + "/CMakeCache.txt");
+  std::string cache = readFileText(std::string(CORVANE_BUILD_DIR) + "/CMakeCache.txt");
   size_t at = cache.find("\n" + name + ":");
   if (at == std::string::npos)
     return std::string();
@@ -74,7 +74,7 @@ const char kProgram[] =
 
 TEST(HostInstall, StagedInstallAndAProgramBuiltWithPkgConfig)
 {
-  std::string dir = hostTempDir("host-install");
+  std::string dir = makeTempDir("host-install");
   ASSERT_FALSE(dir.empty());
   std::string stage = dir + "/stage";
   std::string prefix = "/opt/kivtest";
@@ -104,13 +104,13 @@ TEST(HostInstall, StagedInstallAndAProgramBuiltWithPkgConfig)
   EXPECT_EQ(hostListDir(root + "/include/kivruntime"), headers);
   /* The pkg-config file names no staging path: it finds its prefix from
      its own place. */
-  std::string pc = hostReadFile(libdir + "/pkgconfig/kivruntime.pc");
+  std::string pc = readFileText(libdir + "/pkgconfig/kivruntime.pc");
   EXPECT_NE(pc.find("prefix=${pcfiledir}/"), std::string::npos) << pc;
   EXPECT_EQ(pc.find(stage), std::string::npos) << pc;
   EXPECT_NE(pc.find("Cflags: -I${includedir}/kivruntime\n"), std::string::npos) << pc;
   EXPECT_NE(pc.find("Libs: -L${libdir} -lkivruntime\n"), std::string::npos) << pc;
 
-  ASSERT_TRUE(hostWriteFile(dir + "/demo.cpp", kProgram));
+  ASSERT_TRUE(writeFileBytes(dir + "/demo.cpp", kProgram));
   std::string pkgPath = "PKG_CONFIG_PATH=" + libdir + "/pkgconfig";
   r = shell("pkg-config --cflags --libs kivruntime", {pkgPath});
   ASSERT_EQ(r.exitStatus, 0) << r.err;
@@ -124,5 +124,5 @@ TEST(HostInstall, StagedInstallAndAProgramBuiltWithPkgConfig)
   r = shell(quote(dir + "/demo"), {});
   EXPECT_EQ(r.exitStatus, 0) << r.err;
   EXPECT_EQ(r.out, "50 00 31 00 00 00 (2 characters)\n");
-  hostRemoveTree(dir);
+  removeTempDir(dir);
 }

@@ -16,7 +16,7 @@
 #include "child_process.h"
 #include "cupsd_fixture.h"
 #include "stream_writer.h"
-#include "test_host_support.h"
+#include "host_support.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ protected:
   void SetUp() override
   {
     ASSERT_NE(cupsd, nullptr) << cupsdLastError();
-    dir = hostTempDir("host-trip");
+    dir = makeTempDir("host-trip");
     /* A socket file left after a minute is stale: the receiver replaces it. */
     waitUntilPathFree(kSocket, 60);
     std::string why;
@@ -53,7 +53,7 @@ protected:
     {
       EXPECT_EQ(receiverStop(&r, SIGTERM, 20), 0);
     }
-    hostRemoveTree(dir);
+    removeTempDir(dir);
   }
 
   /* Prints image with the settings through the backend and returns the
@@ -66,7 +66,7 @@ protected:
     settings.printerName = "Trip" + std::to_string(jobs + 1);
     EXPECT_EQ(build_print_stream(&stream, settings, {image}), 1);
     std::string file = dir + "/job.stream";
-    EXPECT_TRUE(hostWriteFile(file, stream));
+    EXPECT_TRUE(writeFileBytes(file, stream));
 
     ChildOptions o;
     o.argv = {std::string(CORVANE_BIN_DIR) + "/CorvaneBackend", std::to_string(jobs + 1), "user",
@@ -195,7 +195,7 @@ TEST_F(HostRoundTrip, PageSettingsAreDecodedIntoJobJson)
   s.depth = 1;
   std::string progress;
   roundTrip(image, s, &progress);
-  std::string json = hostReadFile(dir + "/received/0001-Trip1/job.json");
+  std::string json = readFileText(dir + "/received/0001-Trip1/job.json");
   /* 30 x 20 pixels at 150 dpi: a page box of 14 x 10 points. */
   EXPECT_NE(json.find("\"fields\":\"0x00001F1F\",\"orientation\":{\"code\":2,\"name\":\"landscape\"},"
                       "\"paper\":{\"code\":1,\"name\":\"Letter\"},\"paperWidthMm\":4.9,\"paperLengthMm\":3.5,"

@@ -18,7 +18,7 @@
 #include "child_process.h"
 #include "cupsd_fixture.h"
 #include "stream_writer.h"
-#include "test_host_support.h"
+#include "host_support.h"
 
 namespace {
 
@@ -52,7 +52,7 @@ void makeJobs(const std::string &dir, SixteenJobs *jobs)
     std::string stream;
     ASSERT_EQ(build_print_stream(&stream, s, {image}), 1);
     std::string file = dir + "/" + name + ".stream";
-    ASSERT_TRUE(hostWriteFile(file, stream));
+    ASSERT_TRUE(writeFileBytes(file, stream));
     chmod(file.c_str(), 0644);
     jobs->images.push_back(image);
     jobs->names.push_back(name);
@@ -76,7 +76,7 @@ void expectAllExact(const std::string &out, const SixteenJobs &jobs)
     ASSERT_TRUE(readPng(out + "/" + folder + "/page-001.png", &back)) << folder;
     EXPECT_EQ(imageDifference(back, jobs.images[k]), "") << folder;
     EXPECT_EQ(back.xdpi, jobs.images[k].xdpi) << folder;
-    EXPECT_NE(hostReadFile(out + "/" + folder + "/job.json").find("\"status\":\"complete\""),
+    EXPECT_NE(readFileText(out + "/" + folder + "/job.json").find("\"status\":\"complete\""),
               std::string::npos)
       << folder;
   }
@@ -90,7 +90,7 @@ protected:
 
   void SetUp() override
   {
-    dir = hostTempDir("host-sixteen");
+    dir = makeTempDir("host-sixteen");
     ASSERT_FALSE(dir.empty());
     /* A socket file left after a minute is stale: the receiver replaces it. */
     waitUntilPathFree(kSocket, 60);
@@ -104,7 +104,7 @@ protected:
     {
       EXPECT_EQ(receiverStop(&r, SIGTERM, 30), 0);
     }
-    hostRemoveTree(dir);
+    removeTempDir(dir);
   }
 };
 

@@ -17,7 +17,7 @@
 
 #include <gtest/gtest.h>
 
-#include "test_jobs_support.h"
+#include "job_run.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define JOBS_UNDER_ASAN 1
@@ -100,7 +100,7 @@ static const char kPage[] = "PAGE 0 0 612 792 0 0 0 300 300 0\n";
 
 static std::string pageLog(int counter = 1)
 {
-  return jobPageLines(counter, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
+  return pageLogLines(counter, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
                       "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", " 0");
 }
 
@@ -142,8 +142,8 @@ TEST(JobsFailures, HostGoneBeforeBitmapHeader)
   std::string first = std::string(kPage) + "RASTER 4 1 3\n" + jobLine(std::string(12, 'a'));
   JobRun run = pacedJob(first, 44, "ENDPAGE\nCOLORDEVICE 1\n");
   expectStopped(run);
-  std::vector<WireRecord> recs = jobRecords(run.wire);
-  EXPECT_EQ(jobIds(recs), std::vector<uint32_t>({420}));
+  std::vector<WireRecord> recs = recordsOf(run.wire);
+  EXPECT_EQ(idsOf(recs), std::vector<uint32_t>({420}));
   EXPECT_EQ(run.log, jobStart() + pageLog() +
                        "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 12 depth: 3 res: 0\n"
                        "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n" +
@@ -249,7 +249,7 @@ TEST(JobsFailures, RasterThatCannotBeAllocated)
   limitMemory(&o);
   JobRun run = runJob(std::string(kPage) + "RASTER 20000 20000 3\n" + jobLine("abc\n") + "ENDPAGE\n", o);
   EXPECT_JOB_OK(run);
-  EXPECT_EQ(jobIds(jobRecords(run.wire)), std::vector<uint32_t>({420}));
+  EXPECT_EQ(idsOf(recordsOf(run.wire)), std::vector<uint32_t>({420}));
   /* LINE without a raster leaves "abc" in the stream: an unknown line. */
   EXPECT_EQ(withoutSanitizerLines(run.log),
             jobStart() + pageLog() +
@@ -278,7 +278,7 @@ TEST(JobsFailures, PageBuffersThatCannotBeAllocatedEndTheJob)
   JobRun run = runJob("", o);
   unlink(path);
   expectStopped(run);
-  EXPECT_EQ(jobIds(jobRecords(run.wire)), std::vector<uint32_t>({420, 411}));
+  EXPECT_EQ(idsOf(recordsOf(run.wire)), std::vector<uint32_t>({420, 411}));
   EXPECT_EQ(withoutSanitizerLines(run.log),
             jobStart(JOBS_QUEUE_OFFICE_INFO, "Office", 7) + pageLog() +
               "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 16 depth: 1 res: 0\n"

@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include "test_jobs_support.h"
+#include "job_run.h"
 
 static const std::string kP1("P\0"
                              "1\0\0\0",
@@ -61,18 +61,18 @@ static std::string smallJobLog(const std::vector<WireRecord> &frags, int argc = 
   return jobStart(JOBS_QUEUE_OFFICE_INFO, "Office", argc) +
          "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n"
          "DEBUG: \"CorvaneBackend - PAGENAME - A4\"\n" +
-         jobPageLines(1, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
+         pageLogLines(1, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
                       "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", "A4 9") +
          "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 96 depth: 3 res: 1\n" +
-         jobEndpageLines(frags, 24, 24, 4, 0, 83333, 1999992, 1) +
+         endpageLogLines(frags, 24, 24, 4, 0, 83333, 1999992, 1) +
          "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" + finishedLine();
 }
 
 static void expectSmallJob(const JobRun &run, const std::vector<std::string> &rows, int argc = 6)
 {
   EXPECT_JOB_OK(run);
-  std::vector<WireRecord> recs = jobRecords(run.wire);
-  ASSERT_EQ(jobIds(recs), std::vector<uint32_t>({418, 420, 411, 412, 413, 421, 419}));
+  std::vector<WireRecord> recs = recordsOf(run.wire);
+  ASSERT_EQ(idsOf(recs), std::vector<uint32_t>({418, 420, 411, 412, 413, 421, 419}));
   for (const WireRecord &w : recs)
     EXPECT_EQ(w.payload, kP1);
   EXPECT_EQ(recs[1].rec.page.paperSize, 9);
@@ -127,7 +127,7 @@ TEST(JobsStreams, EscapedHashInAPrinterName)
   EXPECT_EQ(run.log, jobStart() +
                        "DEBUG: CorvaneBackend - printer devicename: \"Room #4 # second floor\"\n" +
                        finishedLine());
-  std::vector<WireRecord> recs = jobRecords(run.wire);
+  std::vector<WireRecord> recs = recordsOf(run.wire);
   ASSERT_EQ(recs.size(), 1u);
   EXPECT_EQ(recs[0].payload, expectedPayload("Room #4 # second floor"));
 }
@@ -160,7 +160,7 @@ TEST(JobsStreams, OverlongLinesAreSplit)
   std::string kept = name.substr(0, 1010);
   EXPECT_EQ(run.log, jobStart() + "DEBUG: CorvaneBackend - printer devicename: \"" + kept + "\"\n" +
                        finishedLine());
-  std::vector<WireRecord> recs = jobRecords(run.wire);
+  std::vector<WireRecord> recs = recordsOf(run.wire);
   ASSERT_EQ(recs.size(), 1u);
   EXPECT_EQ(recs[0].rec.nameLen, 2022u);
   EXPECT_EQ(recs[0].payload, expectedPayload(kept));
@@ -190,7 +190,7 @@ TEST(JobsStreams, PrinterModelWithoutValueTakesTheQueueDescription)
                        "DEBUG: CorvaneBackend - printer devicename: \"Other\"\n"
                        "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" +
                        finishedLine());
-  std::vector<WireRecord> recs = jobRecords(run.wire);
+  std::vector<WireRecord> recs = recordsOf(run.wire);
   ASSERT_EQ(recs.size(), 2u);
   const std::string info = JOBS_QUEUE_BUERO_INFO;
   EXPECT_EQ(recs[0].rec.nameLen, 2 * info.size() + 2);
@@ -212,7 +212,7 @@ TEST(JobsStreams, CopiesArgumentIsAnnouncedAsOne)
   o.args = {"12", "user1", "report", "3", ""};
   JobRun run = runJob("PAGE 0 0 612 792 0 0 0 300 300 0\n", o);
   EXPECT_JOB_OK(run);
-  std::vector<WireRecord> recs = jobRecords(run.wire);
+  std::vector<WireRecord> recs = recordsOf(run.wire);
   ASSERT_EQ(recs.size(), 1u);
   EXPECT_EQ(recs[0].rec.page.copies, 1);
   EXPECT_EQ(recs[0].rec.page.paperWidth, 2159);
@@ -237,8 +237,8 @@ TEST(JobsStreams, DepthOneWithLinesNeitherMultipleOfThreeNorFour)
   s += "ENDPAGE\n";
   JobRun run = runJob(s);
   EXPECT_JOB_OK(run);
-  std::vector<WireRecord> recs = jobRecords(run.wire);
-  ASSERT_EQ(jobIds(recs), std::vector<uint32_t>({420, 411, 412, 413, 421}));
+  std::vector<WireRecord> recs = recordsOf(run.wire);
+  ASSERT_EQ(idsOf(recs), std::vector<uint32_t>({420, 411, 412, 413, 421}));
   std::string expected = expectedLine(rows[2], "") + expectedLine(rows[1], rows[2].substr(0, 2)) +
                          expectedLine(rows[0], rows[1].substr(0, 2));
   /* Written out for the top row: groups 012 345 678 reversed, then the
@@ -256,10 +256,10 @@ TEST(JobsStreams, DepthOneWithLinesNeitherMultipleOfThreeNorFour)
   EXPECT_EQ(wireBitmap(frags), expected);
   EXPECT_EQ(run.log,
             jobStart() +
-              jobPageLines(1, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
+              pageLogLines(1, "0 0 612 792 0 0 0 300 300 0", "0 0 612 792",
                            "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", " 0") +
               "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 30 depth: 1 res: 1\n" +
-              jobEndpageLines(frags, 10, 10, 3, 2, 166666, 1999992, 1) + finishedLine());
+              endpageLogLines(frags, 10, 10, 3, 2, 166666, 1999992, 1) + finishedLine());
 }
 
 TEST(JobsStreams, DocumentsAndPagesOneAfterTheOther)
@@ -280,8 +280,8 @@ TEST(JobsStreams, DocumentsAndPagesOneAfterTheOther)
                                           "PAGE 0 0 595 842 0 0 0 300 300 0\nRASTER 8 8 3\nENDPAGE\nENDDOCUMENT\n";
   JobRun run = runJob(s);
   EXPECT_JOB_OK(run);
-  std::vector<WireRecord> recs = jobRecords(run.wire);
-  ASSERT_EQ(jobIds(recs),
+  std::vector<WireRecord> recs = recordsOf(run.wire);
+  ASSERT_EQ(idsOf(recs),
             std::vector<uint32_t>({418, 420, 411, 412, 413, 421, 420, 411, 412, 413, 421, 419,
                                    418, 420, 411, 413, 421, 420, 411, 413, 421, 419}));
   const std::string p2("P\0"
@@ -320,24 +320,24 @@ TEST(JobsStreams, DocumentsAndPagesOneAfterTheOther)
     jobStart() + "DEBUG: CorvaneBackend - printer devicename: \"P1\"\n"
                  "DEBUG: \"CorvaneBackend - COLORDEVICE: True\"\n"
                  "DEBUG: \"CorvaneBackend - PAGENAME - Letter\"\n" +
-    jobPageLines(1, "0 0 612 792 1 1 1 600 600 0", "0 0 612 792",
+    pageLogLines(1, "0 0 612 792 1 1 1 600 600 0", "0 0 612 792",
                  "collate: 1 duplex: 1 tumble: 1 hwresX: 600 hwresY: 600 orientation: 0", "Letter 1") +
     "DEBUG: CorvaneBackend - Raster data allocated and cleared to white: 0x<ADDR> size: 24 depth: 3 res: 0\n" +
-    jobEndpageLines(f1, 12, 12, 2, 0, 166666, 1999992, 1) +
-    jobPageLines(2, "0 0 612 792 1 1 1 600 600 1", "0 0 612 792",
+    endpageLogLines(f1, 12, 12, 2, 0, 166666, 1999992, 1) +
+    pageLogLines(2, "0 0 612 792 1 1 1 600 600 1", "0 0 612 792",
                  "collate: 1 duplex: 1 tumble: 1 hwresX: 600 hwresY: 600 orientation: 1", "Letter 1") +
-    jobEndpageLines(f2, 12, 12, 3, 0, 166666, 1999992, 2) +
+    endpageLogLines(f2, 12, 12, 3, 0, 166666, 1999992, 2) +
     "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n"
     "DEBUG: CorvaneBackend - printer devicename: \"P2\"\n"
     "DEBUG: \"CorvaneBackend - COLORDEVICE: False\"\n"
     "DEBUG: \"CorvaneBackend - PAGENAME - A4\"\n" +
-    jobPageLines(3, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
+    pageLogLines(3, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
                  "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", "A4 9") +
-    jobEndpageLines({}, 12, 12, 0, 0, 166666, 1999992, 3) +
-    jobPageLines(4, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
+    endpageLogLines({}, 12, 12, 0, 0, 166666, 1999992, 3) +
+    pageLogLines(4, "0 0 595 842 0 0 0 300 300 0", "0 0 595 842",
                  "collate: 0 duplex: 0 tumble: 0 hwresX: 300 hwresY: 300 orientation: 0", "A4 9") +
     "DEBUG: CorvaneBackend - RASTER with ERROR: value '8 8 3' raster_data: 0x<ADDR> width: 595.000000 height: 842.000000 !!!\n" +
-    jobEndpageLines({}, 12, 12, 0, 0, 166666, 1999992, 4) +
+    endpageLogLines({}, 12, 12, 0, 0, 166666, 1999992, 4) +
     "DEBUG: CorvaneBackend - \"ENDDOCUMENT\"\n" + finishedLine();
   EXPECT_EQ(run.log, log);
 }

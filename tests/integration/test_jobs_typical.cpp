@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "test_jobs_support.h"
+#include "job_run.h"
 
 /* Row r of the test page: a diagonal gradient with bands, so that rows
    differ and compress, and the three components differ from each other. */
@@ -47,7 +47,7 @@ TEST(JobsTypical, A4ColourPageEndToEnd)
   /* The records, in order: document start, page start, bitmap header,
      14 fragments (13 of 268 lines and one of 24), bitmap end, page end,
      document end. */
-  std::vector<WireRecord> recs = jobRecords(run.wire);
+  std::vector<WireRecord> recs = recordsOf(run.wire);
   ASSERT_EQ(recs.size(), 20u);
   const std::string payload = std::string("O\0f\0f\0i\0c\0e\0\0\0", 14);
   uint64_t offset = 0;

@@ -1,5 +1,5 @@
 # Number formatting and parsing of kivruntime.
-corvane_add_gtest(test_number
+corvane_add_gtest(kivruntime_number
   SOURCES ${AREA_DIR}/test_number_check.cpp
           ${AREA_DIR}/test_number_format.cpp
           ${AREA_DIR}/test_number_parse.cpp

@@ -1,7 +1,7 @@
 /*
  * Base64 codec (KivStrUUEncode / KivStrUUDecode) and its tables.
  */
-#include "test_codec_support.h"
+#include "kiv_codec_checks.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 /*
  * C-style literal escapes, narrow and wide.
  */
-#include "test_codec_support.h"
+#include "kiv_codec_checks.h"
 
 using namespace codec_test;
 

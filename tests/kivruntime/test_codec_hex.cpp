@@ -1,7 +1,7 @@
 /*
  * Hexadecimal codec: all-or-nothing encoding, binary decoding, round trips.
  */
-#include "test_codec_support.h"
+#include "kiv_codec_checks.h"
 
 #include <cstring>
 

@@ -2,7 +2,7 @@
  * URL percent-encoding: the one-character helpers, the four overloads of
  * each direction, capacities, round trips and the non-inverse cases.
  */
-#include "test_codec_support.h"
+#include "kiv_codec_checks.h"
 
 using namespace codec_test;
 

@@ -13,7 +13,7 @@
 #include <string.h>
 #include <wchar.h>
 
-#include "test_compare_support.h"
+#include "kiv_compare_checks.h"
 
 using compare_test::ALL;
 using compare_test::WideOf;

@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "test_compare_support.h"
+#include "kiv_compare_checks.h"
 
 using compare_test::ALL;
 using compare_test::NF;

@@ -22,7 +22,7 @@
 #include <vector>
 #include <wctype.h>
 
-#include "test_compare_support.h"
+#include "kiv_compare_checks.h"
 
 using compare_test::ALL;
 

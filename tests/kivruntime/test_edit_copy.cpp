@@ -3,7 +3,7 @@
  * KivStrCat), insertion and removal (KivStrInsert, KivStrRemove), narrow
  * and wide.  Every destination carries guard elements after its capacity.
  */
-#include "test_edit_support.h"
+#include "kiv_edit_checks.h"
 
 using namespace edit_test;
 

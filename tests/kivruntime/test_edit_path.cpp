@@ -5,7 +5,7 @@
  * of one element, capacities, dot names outside the contract (ordinary
  * names, reported once on stderr) and random paths under a time bound.
  */
-#include "test_edit_support.h"
+#include "kiv_edit_checks.h"
 
 using namespace edit_test;
 

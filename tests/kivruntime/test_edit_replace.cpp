@@ -3,7 +3,7 @@
  * piece-wise truncation, explicit lengths, the empty find string, and
  * random inputs checked against a plain model under a time bound.
  */
-#include "test_edit_support.h"
+#include "kiv_edit_checks.h"
 
 using namespace edit_test;
 

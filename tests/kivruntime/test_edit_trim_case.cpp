@@ -8,7 +8,7 @@
 #include <clocale>
 #include <cwctype>
 
-#include "test_edit_support.h"
+#include "kiv_edit_checks.h"
 
 using namespace edit_test;
 

@@ -3,7 +3,7 @@
  * refused occurrences, the size results, occurrences that cannot be
  * accepted (stepped over), and random texts under a time bound.
  */
-#include "test_edit_support.h"
+#include "kiv_edit_checks.h"
 
 using namespace edit_test;
 

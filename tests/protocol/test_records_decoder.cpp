@@ -11,7 +11,8 @@
 #include <lzf.h>
 
 #include "rc_decoder.h"
-#include "test_records_wire.h"
+#include "rc_encoder.h"
+#include "records_wire.h"
 
 static rc_record blank(uint32_t id)
 {

@@ -14,8 +14,8 @@
 #include <gtest/gtest.h>
 
 #include "rc_packet.h"
-#include "test_records_capture.h"
-#include "test_records_wire.h"
+#include "stderr_capture.h"
+#include "records_wire.h"
 
 static std::string bytesOf(const unsigned char *p, size_t n)
 {

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "name_payload.h"
-#include "test_records_wire.h"
+#include "records_wire.h"
 
 static std::string build(const char *name, uint32_t *nameLen)
 {

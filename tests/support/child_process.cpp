@@ -29,13 +29,7 @@ ChildResult runChild(const ChildOptions &options)
   if (pipe2(inPipe, O_CLOEXEC) || pipe2(outPipe, O_CLOEXEC) || pipe2(errPipe, O_CLOEXEC))
     return result;
 
-  std::vector<char *> argv, envp;
-  for (const std::string &a : options.argv)
-    argv.push_back(const_cast<char *>(a.c_str()));
-  argv.push_back(nullptr);
-  for (const std::string &e : options.env)
-    envp.push_back(const_cast<char *>(e.c_str()));
-  envp.push_back(nullptr);
+  std::vector<char *> argv = execArray(options.argv), envp = execArray(options.env);
 
   pid_t pid = fork();
   if (pid == 0)
@@ -209,4 +203,13 @@ std::vector<std::string> environmentWithout(const std::vector<std::string> &name
       env.push_back(*e);
   }
   return env;
+}
+
+std::vector<char *> execArray(const std::vector<std::string> &strings)
+{
+  std::vector<char *> array;
+  for (const std::string &s : strings)
+    array.push_back(const_cast<char *>(s.c_str()));
+  array.push_back(nullptr);
+  return array;
 }

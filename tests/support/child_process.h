@@ -31,6 +31,10 @@ struct ChildResult
 
 ChildResult runChild(const ChildOptions &options);
 
+/* The strings as the null-terminated array of pointers that execve()
+   takes; the pointers stay valid while the strings do. */
+std::vector<char *> execArray(const std::vector<std::string> &strings);
+
 /* Splits text into lines at '\n'; a final line without '\n' is kept. */
 std::vector<std::string> splitLines(const std::string &text);
 

@@ -12,15 +12,15 @@
 #include "child_process.h"
 #include "png_io.h"
 #include "stream_writer.h"
-#include "test_host_support.h"
+#include "host_support.h"
 #include "test_page.h"
 
 namespace {
 
 struct TempDir
 {
-  std::string path = hostTempDir("host-png");
-  ~TempDir() { hostRemoveTree(path); }
+  std::string path = makeTempDir("host-png");
+  ~TempDir() { removeTempDir(path); }
 };
 
 /* The pHYs chunk's body of a PNG file (9 bytes), or "" when it has none. */
@@ -70,7 +70,7 @@ TEST(HostPng, RgbAndGrayRoundTripWithResolution)
     PageImage image = patternImage(37, 23, channels, 4, 75);
     std::string path = t.path + "/p.png";
     ASSERT_EQ(png_write_file(path.c_str(), &image), 1);
-    std::string file = hostReadFile(path);
+    std::string file = readFileText(path);
     EXPECT_EQ(file.substr(1, 3), "PNG");
     EXPECT_EQ((unsigned char)file[24], 8u);             /* 8 bits per sample */
     EXPECT_EQ(colourType(file), channels == 3 ? 2 : 0); /* RGB or gray */
@@ -92,10 +92,10 @@ TEST(HostPng, ResolutionsAndNoResolution)
   std::string path = t.path + "/p.png";
   ASSERT_EQ(png_write_file(path.c_str(), &image), 1);
   /* 300 dpi = 11811 (0x2E23), 600 dpi = 23622 (0x5C46). */
-  EXPECT_EQ(physChunk(hostReadFile(path)), std::string("\x00\x00\x2E\x23\x00\x00\x5C\x46\x01", 9));
+  EXPECT_EQ(physChunk(readFileText(path)), std::string("\x00\x00\x2E\x23\x00\x00\x5C\x46\x01", 9));
   image.xdpi = image.ydpi = 0;
   ASSERT_EQ(png_write_file(path.c_str(), &image), 1);
-  EXPECT_EQ(physChunk(hostReadFile(path)), "");
+  EXPECT_EQ(physChunk(readFileText(path)), "");
 }
 
 TEST(HostPng, ConversionsAndReadingAsOtherChannels)
@@ -128,7 +128,7 @@ TEST(HostPng, UnreadableFilesAreReported)
   TempDir t;
   PageImage image;
   EXPECT_EQ(png_read_file((t.path + "/missing.png").c_str(), &image, 0), 0);
-  hostWriteFile(t.path + "/bad.png", "not a png at all");
+  writeFileBytes(t.path + "/bad.png", "not a png at all");
   EXPECT_EQ(png_read_file((t.path + "/bad.png").c_str(), &image, 0), 0);
   EXPECT_EQ(png_write_file((t.path + "/no/such/dir.png").c_str(), &image), 0);
 }
@@ -252,7 +252,7 @@ TEST(HostMkstream, TestPageStreamByDefault)
   ChildResult r = runMkstream({"--resolution", "75", "-o", path});
   ASSERT_TRUE(r.exited);
   EXPECT_EQ(r.exitStatus, 0) << r.err;
-  std::string s = hostReadFile(path);
+  std::string s = readFileText(path);
   std::string head = "PRINTERMODEL\nDOCUMENT Test page\nCOLORDEVICE 1\nPAGENAME A4\n"
                      "PAGE 0 0 595 842 0 0 0 75 75 0\nRASTER 620 877 3\nLINE 1860\n";
   EXPECT_EQ(s.substr(0, head.size()), head);
@@ -273,7 +273,7 @@ TEST(HostMkstream, OptionsReachTheCommands)
                                "--landscape", "--collate", "--printer", "Front Desk", "--title",
                                "Quarterly", "-o", path});
   ASSERT_EQ(r.exitStatus, 0) << r.err;
-  std::string s = hostReadFile(path);
+  std::string s = readFileText(path);
   /* Letter landscape: 792 x 612 points, 1100 x 425 pixels. */
   std::string head = "PRINTERMODEL Front Desk\nDOCUMENT Quarterly\nCOLORDEVICE 0\nPAGENAME Letter\n"
                      "PAGE 0 0 792 612 1 1 1 100 50 1\nRASTER 1100 425 1\nLINE 1100\n";
@@ -281,7 +281,7 @@ TEST(HostMkstream, OptionsReachTheCommands)
 
   r = runMkstream({"--size", "10x4", "--duplex", "long", "-o", path});
   ASSERT_EQ(r.exitStatus, 0) << r.err;
-  s = hostReadFile(path);
+  s = readFileText(path);
   EXPECT_NE(s.find("PAGE 0 0 2 1 0 1 0 300 300 0\nRASTER 10 4 3\nLINE 30\n"), std::string::npos);
 }
 

@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "page_rebuild.h"
-#include "test_host_support.h"
+#include "host_support.h"
 
 /* Feeds the wire lines of image to a page in fragments of `per` lines (0:
    all at once) and rebuilds it. */

@@ -18,7 +18,7 @@
 
 #include <gtest/gtest.h>
 
-#include "test_host_support.h"
+#include "host_support.h"
 
 namespace {
 
@@ -31,7 +31,7 @@ protected:
 
   void SetUp() override
   {
-    dir = hostTempDir("host-recv");
+    dir = makeTempDir("host-recv");
     ASSERT_FALSE(dir.empty());
     sock = dir + "/host.sock";
     out = dir + "/received";
@@ -41,7 +41,7 @@ protected:
   {
     if (r.pid > 0)
       receiverStop(&r, SIGTERM, 20);
-    hostRemoveTree(dir);
+    removeTempDir(dir);
   }
 
   void start(const std::vector<std::string> &extra = {})
@@ -161,7 +161,7 @@ TEST_F(HostReceiver, SavesAJobAsPngAndJobJson)
   EXPECT_EQ(imageDifference(back, p.image), "");
   EXPECT_EQ(back.xdpi, 75u);
 
-  std::string json = hostReadFile(f + "/job.json");
+  std::string json = readFileText(f + "/job.json");
   EXPECT_NE(json.find("\n  \"job\":1,\n  \"printer\":\"P1\",\n  \"folder\":\"" + f +
                       "\",\n  \"status\":\"complete\",\n  \"complete\":true,\n  \"error\":null,\n"),
             std::string::npos)
@@ -342,7 +342,7 @@ TEST_F(HostReceiver, FewerBytesThanStatedAndPagesKeptBeforeAnError)
   ASSERT_TRUE(readPng(f + "/page-001.png", &back));
   EXPECT_EQ(imageDifference(back, a.image), "");
   EXPECT_FALSE(hostExists(f + "/page-002.png"));
-  std::string json = hostReadFile(f + "/job.json");
+  std::string json = readFileText(f + "/job.json");
   EXPECT_NE(json.find("\"status\":\"failed\",\n  \"complete\":false,\n  \"error\":\"record 8 at offset " +
                       std::to_string(offset) + ": RCPACKET_PRN_BITMAP_FRAGMENT constant is 7, expected 1\""),
             std::string::npos)
@@ -360,7 +360,7 @@ TEST_F(HostReceiver, JobsThatEndEarlyAreKeptAsIncomplete)
   send(p.bytes().substr(0, p.offset(2)));
   ASSERT_TRUE(receiverWaitFor(&r, false,
                               "job 1: incomplete: the connection ended before the document's end; 0 pages kept\n", 20));
-  std::string json = hostReadFile(folder(1, "P1") + "/job.json");
+  std::string json = readFileText(folder(1, "P1") + "/job.json");
   EXPECT_NE(json.find("\"status\":\"incomplete\",\n  \"complete\":false,\n  \"error\":null,\n"
                       "  \"note\":\"the connection ended before the document's end\""),
             std::string::npos)
@@ -458,7 +458,7 @@ TEST_F(HostReceiver, SixteenConnectionsAtOnce)
     PageImage back;
     ASSERT_TRUE(readPng(out + "/" + name + "/page-001.png", &back)) << name;
     EXPECT_EQ(imageDifference(back, images[k]), "") << name;
-    EXPECT_NE(hostReadFile(out + "/" + name + "/job.json").find("\"status\":\"complete\""), std::string::npos);
+    EXPECT_NE(readFileText(out + "/" + name + "/job.json").find("\"status\":\"complete\""), std::string::npos);
   }
   EXPECT_EQ(receiverErr(&r), "");
 }
@@ -497,10 +497,10 @@ TEST_F(HostReceiver, AStaleSocketIsReplacedALiveOneIsNot)
   /* A second receiver on the same path refuses and leaves it alone. */
   Receiver second;
   std::string why;
-  std::string dir2 = hostTempDir("host-recv2");
+  std::string dir2 = makeTempDir("host-recv2");
   EXPECT_FALSE(receiverStart(&second, sock, out, dir2, {}, &why));
-  EXPECT_EQ(hostReadFile(second.errLog), "kivprinter-host: another receiver is listening on " + sock + "; not starting\n");
-  hostRemoveTree(dir2);
+  EXPECT_EQ(readFileText(second.errLog), "kivprinter-host: another receiver is listening on " + sock + "; not starting\n");
+  removeTempDir(dir2);
   expectStillServing();
 
   /* Killed without a chance to clean up: the next start takes over. */
@@ -509,17 +509,17 @@ TEST_F(HostReceiver, AStaleSocketIsReplacedALiveOneIsNot)
   start();
   EXPECT_NE(receiverErr(&r).find("kivprinter-host: removed the stale socket " + sock), std::string::npos);
   jobs = 0;
-  hostRemoveTree(out);
+  removeTempDir(out);
   expectStillServing();
 }
 
 TEST_F(HostReceiver, WhatIsNotASocketIsNeverRemoved)
 {
-  ASSERT_TRUE(hostWriteFile(sock, "precious"));
+  ASSERT_TRUE(writeFileBytes(sock, "precious"));
   std::string why;
   EXPECT_FALSE(receiverStart(&r, sock, out, dir, {}, &why));
   EXPECT_EQ(receiverErr(&r), "kivprinter-host: " + sock + " exists and is not a socket; not touching it\n");
-  EXPECT_EQ(hostReadFile(sock), "precious");
+  EXPECT_EQ(readFileText(sock), "precious");
 
   std::string longPath = dir + "/" + std::string(120, 's');
   EXPECT_FALSE(receiverStart(&r, longPath, out, dir, {}, &why));
@@ -594,7 +594,7 @@ TEST_F(HostReceiver, NumbersContinueAfterExistingJobsAndNamesAreSafe)
   std::string f = out + "/0042-B___ro_1"; /* two bytes of UTF-8, a slash, a blank */
   ASSERT_TRUE(receiverWaitFor(&r, false, "job 42: complete, 0 pages in " + f, 20)) << receiverOut(&r);
   EXPECT_NE(receiverOut(&r).find("job 42: printer \"B\xC3\xBC/ro 1\", saving to " + f + "\n"), std::string::npos);
-  std::string json = hostReadFile(f + "/job.json");
+  std::string json = readFileText(f + "/job.json");
   EXPECT_NE(json.find("\"printer\":\"B\xC3\xBC/ro 1\","), std::string::npos) << json;
   EXPECT_NE(json.find("\"printer\":\"B\\u00FC/ro 1\"}"), std::string::npos) << json;
 }

@@ -1,5 +1,5 @@
 /*
- * test_records_wire.h - helpers shared by the record, backend and
+ * records_wire.h - helpers shared by the record, backend and
  * integration tests: decode a captured byte stream into records that own
  * their bytes, decompress fragments, and build expected payloads and
  * bitmaps independently of the code under test.
@@ -191,6 +191,24 @@ inline std::string expectedLine(const std::string &row, const std::string &after
   for (size_t i = bpl; i < aligned; i++)
     line[i] = '\0';
   return line;
+}
+
+/* Decodes a run's wire bytes; fails the test when they are not valid. */
+inline std::vector<WireRecord> recordsOf(const std::string &wire)
+{
+  std::vector<WireRecord> recs;
+  std::string error;
+  EXPECT_TRUE(decodeWire(wire, &recs, &error)) << error;
+  return recs;
+}
+
+/* The identifiers of a record list, for comparing whole sequences. */
+inline std::vector<uint32_t> idsOf(const std::vector<WireRecord> &recs)
+{
+  std::vector<uint32_t> ids;
+  for (const WireRecord &w : recs)
+    ids.push_back(w.rec.id);
+  return ids;
 }
 
 #endif

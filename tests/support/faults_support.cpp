@@ -1,8 +1,10 @@
 /*
- * test_faults_support.cpp - backends under faults, a host that hangs up,
+ * faults_support.cpp - backends under faults, a host that hangs up,
  * noise streams and the bitmaps they must give.
  */
-#include "test_faults_support.h"
+#include "faults_support.h"
+
+#include "log_lines.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -30,6 +32,19 @@
 
 /* ---- the scheduler ---- */
 
+IppMessage faultsQueueAnswer(uint16_t status)
+{
+  IppMessage m;
+  m.code = status;
+  ippMsgAddGroup(&m, IPP_GROUP_OPERATION);
+  ippMsgAddValue(&m, IPP_VALUE_CHARSET, "attributes-charset", "utf-8");
+  ippMsgAddValue(&m, IPP_VALUE_LANGUAGE, "attributes-natural-language", "en");
+  ippMsgAddGroup(&m, IPP_GROUP_PRINTER);
+  ippMsgAddValue(&m, IPP_VALUE_NAME, "printer-name", FAULTS_PRINTER);
+  ippMsgAddValue(&m, IPP_VALUE_TEXT, "printer-info", FAULTS_DESCRIPTION);
+  return m;
+}
+
 namespace {
 
 struct SchedulerState
@@ -56,6 +71,7 @@ void stopScheduler()
   s.dir.clear();
 }
 
+
 /* Starts the scripted scheduler once: every request gets one printer,
    FAULTS_PRINTER, described as FAULTS_DESCRIPTION.  Its socket is open to
    every user, so that a backend run as another user can look up too. */
@@ -68,15 +84,7 @@ void startScheduler()
   s.dir = makeTempDir("corvane-faults-ipp");
   if (s.dir.empty())
     return;
-  IppMessage m;
-  m.code = 0x0000;
-  ippMsgAddGroup(&m, IPP_GROUP_OPERATION);
-  ippMsgAddValue(&m, IPP_VALUE_CHARSET, "attributes-charset", "utf-8");
-  ippMsgAddValue(&m, IPP_VALUE_LANGUAGE, "attributes-natural-language", "en");
-  ippMsgAddGroup(&m, IPP_GROUP_PRINTER);
-  ippMsgAddValue(&m, IPP_VALUE_NAME, "printer-name", FAULTS_PRINTER);
-  ippMsgAddValue(&m, IPP_VALUE_TEXT, "printer-info", FAULTS_DESCRIPTION);
-  if (!responderStart(&s.responder, s.dir + "/ipp.sock", m))
+  if (!responderStart(&s.responder, s.dir + "/ipp.sock", faultsQueueAnswer(0x0000)))
   {
     removeTempDir(s.dir);
     s.dir.clear();
@@ -188,13 +196,7 @@ bool backendStart(BackendProcess *b, const BackendOptions &o)
 
   std::vector<std::string> argv = backendArgv(o.args);
   std::vector<std::string> env = o.env.empty() ? faultsEnvironment() : o.env;
-  std::vector<char *> av, ev;
-  for (const std::string &a : argv)
-    av.push_back(const_cast<char *>(a.c_str()));
-  av.push_back(nullptr);
-  for (const std::string &e : env)
-    ev.push_back(const_cast<char *>(e.c_str()));
-  ev.push_back(nullptr);
+  std::vector<char *> av = execArray(argv), ev = execArray(env);
 
   b->parentRssKb = selfRssKb();
   b->started = monotonicNow();
@@ -505,45 +507,22 @@ std::string rasterModelBitmap(const RasterModel &m)
 
 /* ---- expected log lines ---- */
 
-static const std::string kQuoted = "DEBUG: \"CorvaneBackend - ";
-static const std::string kPlain = "DEBUG: CorvaneBackend - ";
 
 std::string faultsPageLines(int counter, const std::string &value, const std::string &box,
                             const std::string &settings, const std::string &paper)
 {
-  std::string n = std::to_string(counter);
-  return kQuoted + "PAGE " + n + " - value: " + value + "\"\n" +
-         kQuoted + "PAGE " + n + " - Starting page - [" + box + "]\"\n" +
-         kQuoted + "PAGE - " + settings + "\"\n" +
-         kPlain + "PAGE - " + paper + "\n" +
-         kQuoted + "RCPACKET_PRN_PAGE_START was sent\"\n";
+  return pageLogLines(counter, value, box, settings, paper);
 }
 
 std::string faultsAllocatedLine(unsigned size, unsigned depth, int res)
 {
-  return kPlain + "Raster data allocated and cleared to white: 0x<ADDR> size: " + std::to_string(size) +
-         " depth: " + std::to_string(depth) + " res: " + std::to_string(res) + "\n";
+  return rasterLogLine("allocated", std::to_string(size), (int)depth, res);
 }
 
 std::string faultsEndpageLog(const std::vector<WireRecord> &frags, int bytesPerLine, int rasterW,
                              int nLines, int align, int pageCounter)
 {
-  int aligned = bytesPerLine + align;
-  int sendLines = aligned ? 2000000 / aligned : 0;
-  std::string s = kQuoted + "ENDPAGE - raster_data OK\"\n" + kQuoted + "RCPACKET_PRN_BITMAP_HDR sent\"\n" +
-                  kPlain + "bitmap bytesPerLine: " + std::to_string(bytesPerLine) + " raster_w: " +
-                  std::to_string(rasterW) + " nLines: " + std::to_string(nLines) +
-                  " alignPerLine: " + std::to_string(align) + "\n" + kQuoted + "sendLines: " +
-                  std::to_string(sendLines) + " rwsize: " + std::to_string(sendLines * aligned) + "\"\n";
-  int k = 0;
-  for (const WireRecord &f : frags)
-  {
-    s += kQuoted + "lzf_compress: " + std::to_string(f.rec.dataLength) +
-         " sendLength: " + std::to_string(f.rec.fragment.uncompressedLength) + "\"\n";
-    s += kQuoted + std::to_string(++k) + "/" + std::to_string(nLines) + " RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n";
-  }
-  return s + kQuoted + "RCPACKET_PRN_BITMAP_END sent\"\n" + kQuoted + "PAGE " + std::to_string(pageCounter) +
-         " sent\"\n";
+  return endpageLogLines(frags, bytesPerLine, rasterW, nLines, align, pageCounter);
 }
 
 std::vector<WireRecord> faultsFragments(const std::vector<WireRecord> &recs)

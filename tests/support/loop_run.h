@@ -1,5 +1,5 @@
 /*
- * test_jobs_support.h - running the command loop in-process for tests: the
+ * loop_run.h - running the command loop in-process for tests: the
  * stream comes from a temporary file, the records go to a listening test
  * socket in a temporary directory, standard error is captured.
  */
@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,43 +19,35 @@
 
 #include <gtest/gtest.h>
 
-#include "../protocol/test_records_capture.h"
-#include "../protocol/test_records_wire.h"
+#include "stderr_capture.h"
+#include "records_wire.h"
 #include "cups_file.h"
+#include "page_raster.h"
 #include "print_job.h"
 #include "socket_sink.h"
 #include "socket_transport.h"
+#include "test_files.h"
 
 /* A temporary directory for one test, removed with its files. */
 struct TempDir
 {
-  std::string path;
-  TempDir()
-  {
-    char tmpl[] = "/tmp/corvane-jobs-XXXXXX";
-    if (mkdtemp(tmpl))
-      path = tmpl;
-  }
-  ~TempDir()
-  {
-    if (!path.empty())
-    {
-      std::string cmd = "rm -rf '" + path + "'";
-      if (system(cmd.c_str()) != 0)
-        fprintf(stderr, "could not remove %s\n", path.c_str());
-    }
-  }
+  std::string path = makeTempDir("corvane-jobs");
+  ~TempDir() { removeTempDir(path); }
 };
 
-/* Writes bytes to a new file; false on failure. */
-inline bool writeFile(const std::string &path, const std::string &bytes)
+/* A reader over a temporary file holding bytes. */
+struct FileReader
 {
-  FILE *f = fopen(path.c_str(), "wb");
-  if (!f)
-    return false;
-  bool ok = fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
-  return fclose(f) == 0 && ok;
-}
+  TempDir dir;
+  _cups_file_s *fp = nullptr;
+  explicit FileReader(const std::string &bytes)
+  {
+    std::string path = dir.path + "/in";
+    EXPECT_TRUE(writeFileBytes(path, bytes));
+    fp = cups_file_new(open(path.c_str(), O_RDONLY), 0);
+  }
+  ~FileReader() { cups_file_close(fp); }
+};
 
 /* What one in-process run of the command loop produced. */
 struct LoopRun
@@ -78,7 +71,7 @@ inline LoopRun runLoop(const std::string &stream, const char *printerName = "Off
   TempDir dir;
   std::string input = dir.path + "/stream";
   std::string sockPath = dir.path + "/host.sock";
-  if (!writeFile(input, stream))
+  if (!writeFileBytes(input, stream))
   {
     ADD_FAILURE() << "cannot write " << input;
     return run;
@@ -127,24 +120,6 @@ inline LoopRun runLoop(const std::string &stream, const char *printerName = "Off
   return run;
 }
 
-/* Decodes a run's wire bytes; fails the test when they are not valid. */
-inline std::vector<WireRecord> recordsOf(const std::string &wire)
-{
-  std::vector<WireRecord> recs;
-  std::string error;
-  EXPECT_TRUE(decodeWire(wire, &recs, &error)) << error;
-  return recs;
-}
-
-/* The identifiers of a record list, for comparing whole sequences. */
-inline std::vector<uint32_t> idsOf(const std::vector<WireRecord> &recs)
-{
-  std::vector<uint32_t> ids;
-  for (const WireRecord &w : recs)
-    ids.push_back(w.rec.id);
-  return ids;
-}
-
 /* Replaces the raster address of the allocation (or reuse) line with
    <ADDR>. */
 inline std::string maskRasterAddress(const std::string &log)
@@ -152,6 +127,24 @@ inline std::string maskRasterAddress(const std::string &log)
   static const std::regex address(
     "(Raster data (?:allocated|reused) and cleared to white: 0x)[0-9A-F]+( size:)");
   return std::regex_replace(log, address, "$1<ADDR>$2");
+}
+
+/* A raster record over the bytes of raster (not owned), of the given
+   geometry: for the row copy on its own. */
+inline page_raster_s rasterOver(std::string &raster, uint32_t width, uint32_t height,
+                                uint32_t depth, int32_t bytesPerLine)
+{
+  page_raster_s r;
+  memset(&r, 0, sizeof(r));
+  r.raster_data = (unsigned char *)&raster[0];
+  r.size = (uint32_t)raster.size();
+  r.end = r.raster_data + raster.size();
+  r.cursor = r.end;
+  r.width = width;
+  r.height = height;
+  r.depth = depth;
+  r.bytesPerLine = bytesPerLine;
+  return r;
 }
 
 /* A LINE command and its data. */

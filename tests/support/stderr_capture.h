@@ -1,9 +1,9 @@
 /*
- * test_records_capture.h - capture what this process writes to standard
+ * stderr_capture.h - capture what this process writes to standard
  * error (descriptor 2) while a piece of code under test runs in-process.
  */
-#ifndef CORVANE_TEST_RECORDS_CAPTURE_H
-#define CORVANE_TEST_RECORDS_CAPTURE_H
+#ifndef CORVANE_TEST_STDERR_CAPTURE_H
+#define CORVANE_TEST_STDERR_CAPTURE_H
 
 #include <stdio.h>
 #include <stdlib.h>

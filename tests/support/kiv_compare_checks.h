@@ -1,5 +1,5 @@
 /*
- * test_compare_support.h - helpers shared by the comparison, search and
+ * kiv_compare_checks.h - helpers shared by the comparison, search and
  * wildcard tests: a scoped locale switch, the not-found value and wide
  * strings built from raw values.
  */

@@ -1,5 +1,5 @@
 /*
- * test_jobs_support.h - print jobs through the real backend program: a
+ * job_run.h - print jobs through the real backend program: a
  * private scheduler names the queue, a listening test host on the real
  * socket path records what arrives, and the whole job log is kept.
  */
@@ -12,7 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include "../protocol/test_records_wire.h"
+#include "log_lines.h"
+#include "records_wire.h"
 #include "backend_run.h"
 #include "child_process.h"
 #include "cupsd_fixture.h"
@@ -124,70 +125,10 @@ inline std::string jobStart(const std::string &description = JOBS_QUEUE_OFFICE_I
     EXPECT_EQ((run).child.termSignal, 0); \
   } while (0)
 
-/* Decodes a run's wire bytes; fails the test when they are not valid. */
-inline std::vector<WireRecord> jobRecords(const std::string &wire)
-{
-  std::vector<WireRecord> recs;
-  std::string error;
-  EXPECT_TRUE(decodeWire(wire, &recs, &error)) << error;
-  return recs;
-}
-
-inline std::vector<uint32_t> jobIds(const std::vector<WireRecord> &recs)
-{
-  std::vector<uint32_t> ids;
-  for (const WireRecord &w : recs)
-    ids.push_back(w.rec.id);
-  return ids;
-}
-
 /* A LINE command and its data. */
 inline std::string jobLine(const std::string &data)
 {
   return "LINE " + std::to_string(data.size()) + "\n" + data;
-}
-
-/* The log lines of a full PAGE command. */
-inline std::string jobPageLines(int counter, const std::string &value, const std::string &box,
-                                const std::string &settings, const std::string &paper)
-{
-  std::string n = std::to_string(counter);
-  return "DEBUG: \"CorvaneBackend - PAGE " + n + " - value: " + value + "\"\n"
-                                                                        "DEBUG: \"CorvaneBackend - PAGE " +
-         n + " - Starting page - [" + box + "]\"\n"
-                                            "DEBUG: \"CorvaneBackend - PAGE - " +
-         settings + "\"\n"
-                    "DEBUG: CorvaneBackend - PAGE - " +
-         paper + "\n"
-                 "DEBUG: \"CorvaneBackend - RCPACKET_PRN_PAGE_START was sent\"\n";
-}
-
-/* The ENDPAGE log of a page whose fragments are frags. */
-inline std::string jobEndpageLines(const std::vector<WireRecord> &frags, int bytesPerLine,
-                                   int rasterW, int nLines, int align, int sendLines, int rwsize,
-                                   int pageCounter)
-{
-  std::string s = "DEBUG: \"CorvaneBackend - ENDPAGE - raster_data OK\"\n"
-                  "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_HDR sent\"\n"
-                  "DEBUG: CorvaneBackend - bitmap bytesPerLine: " +
-                  std::to_string(bytesPerLine) +
-                  " raster_w: " + std::to_string(rasterW) + " nLines: " + std::to_string(nLines) +
-                  " alignPerLine: " + std::to_string(align) + "\n"
-                                                              "DEBUG: \"CorvaneBackend - sendLines: " +
-                  std::to_string(sendLines) +
-                  " rwsize: " + std::to_string(rwsize) + "\"\n";
-  int k = 0;
-  for (const WireRecord &f : frags)
-  {
-    s += "DEBUG: \"CorvaneBackend - lzf_compress: " + std::to_string(f.rec.dataLength) +
-         " sendLength: " + std::to_string(f.rec.fragment.uncompressedLength) + "\"\n";
-    s += "DEBUG: \"CorvaneBackend - " + std::to_string(++k) + "/" + std::to_string(nLines) +
-         " RCPACKET_PRN_BITMAP_FRAGMENT sent\"\n";
-  }
-  s += "DEBUG: \"CorvaneBackend - RCPACKET_PRN_BITMAP_END sent\"\n"
-       "DEBUG: \"CorvaneBackend - PAGE " +
-       std::to_string(pageCounter) + " sent\"\n";
-  return s;
 }
 
 /* The fragments of consecutive records from index i on. */

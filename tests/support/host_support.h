@@ -1,5 +1,5 @@
 /*
- * test_host_support.h - helpers for the tests of the host tools: running
+ * host_support.h - helpers for the tests of the host tools: running
  * kivprinter-host as a child, building record streams the way the backend
  * does (an independent implementation of the line layout, so the receiver
  * is checked against the format and not against itself), images with
@@ -16,14 +16,12 @@
 #include <vector>
 
 #include "png_io.h"
+#include "test_files.h"
 #include "rc_decoder.h"
+#include "rc_encoder.h"
 
 /* ---- files ---------------------------------------------------------- */
 
-std::string hostTempDir(const char *prefix); /* fresh directory, mode 0755 */
-void hostRemoveTree(const std::string &dir);
-std::string hostReadFile(const std::string &path); /* empty when unreadable */
-bool hostWriteFile(const std::string &path, const std::string &data);
 std::vector<std::string> hostListDir(const std::string &dir); /* sorted, no . and .. */
 bool hostExists(const std::string &path);
 /* Counts the non-overlapping occurrences of needle in text. */

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "child_process.h"
+#include "test_files.h"
 
 /* The program under test: build/bin/CorvaneBackend. */
 std::string backendPath();
@@ -51,9 +52,6 @@ pid_t spawnWithStdin(const std::vector<std::string> &argv, const std::vector<std
 void waitSpawned(pid_t pid, int timeoutSeconds, const std::string &outPath,
                  const std::string &errPath, ChildResult *result);
 
-/* A fresh temporary directory (mode 0755) and its recursive removal. */
-std::string makeTempDir(const char *prefix);
-void removeTempDir(const std::string &dir);
 
 /* Seconds on a monotonic clock. */
 double monotonicNow();

@@ -1,7 +1,7 @@
 /*
- * test_host_support.cpp - helpers for the host tools' tests.
+ * host_support.cpp - helpers for the host tools' tests.
  */
-#include "test_host_support.h"
+#include "host_support.h"
 #include "test_files.h"
 
 #include <dirent.h>
@@ -30,43 +30,6 @@ static double nowSeconds()
   struct timespec ts;
   clock_gettime(CLOCK_MONOTONIC, &ts);
   return ts.tv_sec + ts.tv_nsec / 1e9;
-}
-
-std::string hostTempDir(const char *prefix)
-{
-  std::string templ = std::string("/tmp/") + prefix + ".XXXXXX";
-  std::vector<char> buf(templ.begin(), templ.end());
-  buf.push_back('\0');
-  if (!mkdtemp(buf.data()))
-    return std::string();
-  chmod(buf.data(), 0755);
-  return std::string(buf.data());
-}
-
-static int removeOne(const char *path, const struct stat *, int, struct FTW *)
-{
-  remove(path);
-  return 0;
-}
-
-void hostRemoveTree(const std::string &dir)
-{
-  if (!dir.empty() && dir != "/")
-    nftw(dir.c_str(), removeOne, 16, FTW_DEPTH | FTW_PHYS);
-}
-
-std::string hostReadFile(const std::string &path)
-{
-  return readFileText(path);
-}
-
-bool hostWriteFile(const std::string &path, const std::string &data)
-{
-  FILE *f = fopen(path.c_str(), "wb");
-  if (!f)
-    return false;
-  bool ok = fwrite(data.data(), 1, data.size(), f) == data.size();
-  return fclose(f) == 0 && ok;
 }
 
 std::vector<std::string> hostListDir(const std::string &dir)
@@ -143,14 +106,14 @@ bool receiverStart(Receiver *r, const std::string &socketPath, const std::string
   while (nowSeconds() < deadline)
   {
     /* The receiver prints its "listening" line after the socket is bound. */
-    if (hostReadFile(r->outLog).find("kivprinter-host: listening on") != std::string::npos ||
-        hostReadFile(r->errLog).find("kivprinter-host: listening on") != std::string::npos)
+    if (readFileText(r->outLog).find("kivprinter-host: listening on") != std::string::npos ||
+        readFileText(r->errLog).find("kivprinter-host: listening on") != std::string::npos)
       return true;
     int status;
     if (waitpid(pid, &status, WNOHANG) == pid)
     {
       r->pid = -1;
-      *why = "kivprinter-host ended: " + hostReadFile(r->errLog);
+      *why = "kivprinter-host ended: " + readFileText(r->errLog);
       return false;
     }
     usleep(10000);
@@ -176,7 +139,7 @@ bool receiverWaitFor(Receiver *r, bool err, const std::string &text, int timeout
   double deadline = nowSeconds() + timeoutSeconds;
   for (;;)
   {
-    if (hostCount(hostReadFile(err ? r->errLog : r->outLog), text) >= count)
+    if (hostCount(readFileText(err ? r->errLog : r->outLog), text) >= count)
       return true;
     if (nowSeconds() >= deadline)
       return false;
@@ -227,12 +190,12 @@ int receiverWaitExit(Receiver *r, int timeoutSeconds)
 
 std::string receiverOut(const Receiver *r)
 {
-  return hostReadFile(r->outLog);
+  return readFileText(r->outLog);
 }
 
 std::string receiverErr(const Receiver *r)
 {
-  return hostReadFile(r->errLog);
+  return readFileText(r->errLog);
 }
 
 /* ---- records ------------------------------------------------------------ */

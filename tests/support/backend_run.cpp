@@ -108,13 +108,7 @@ std::string finishedLine()
 pid_t spawnWithStdin(const std::vector<std::string> &argv, const std::vector<std::string> &env,
                      int stdinFd, const std::string &outPath, const std::string &errPath)
 {
-  std::vector<char *> av, ev;
-  for (const std::string &a : argv)
-    av.push_back(const_cast<char *>(a.c_str()));
-  av.push_back(nullptr);
-  for (const std::string &e : env)
-    ev.push_back(const_cast<char *>(e.c_str()));
-  ev.push_back(nullptr);
+  std::vector<char *> av = execArray(argv), ev = execArray(env);
   int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   if (out < 0 || err < 0)
@@ -175,30 +169,6 @@ void waitSpawned(pid_t pid, int timeoutSeconds, const std::string &outPath,
     result->termSignal = WTERMSIG(status);
   result->out = readFileText(outPath);
   result->err = readFileText(errPath);
-}
-
-std::string makeTempDir(const char *prefix)
-{
-  std::string templ = std::string("/tmp/") + prefix + ".XXXXXX";
-  std::vector<char> buf(templ.begin(), templ.end());
-  buf.push_back('\0');
-  if (!mkdtemp(buf.data()))
-    return std::string();
-  chmod(buf.data(), 0755);
-  return std::string(buf.data());
-}
-
-/* nftw callback: removes one entry without following links. */
-static int removeOne(const char *path, const struct stat *, int, struct FTW *)
-{
-  remove(path);
-  return 0;
-}
-
-void removeTempDir(const std::string &dir)
-{
-  if (dir.size() > 5 && dir.compare(0, 5, "/tmp/") == 0)
-    nftw(dir.c_str(), removeOne, 16, FTW_DEPTH | FTW_PHYS);
 }
 
 double monotonicNow()

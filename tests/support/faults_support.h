@@ -1,5 +1,5 @@
 /*
- * test_faults_support.h - the real backend under faults: a scripted
+ * faults_support.h - the real backend under faults: a scripted
  * scheduler that names the queue, backends started with a pipe on their
  * standard input (so a test decides when each part of the stream arrives),
  * reaped with their resource usage, signalled at will, optionally run as
@@ -21,8 +21,9 @@
 #include <thread>
 #include <vector>
 
-#include "../protocol/test_records_wire.h"
+#include "records_wire.h"
 #include "child_process.h"
+#include "ipp_responder.h"
 #include "socket_transport.h"
 
 #include <gtest/gtest.h>
@@ -49,6 +50,10 @@
    scripted scheduler (started on first use, answering every lookup with
    the queue above), PRINTER set, and extra added last. */
 std::vector<std::string> faultsEnvironment(const std::vector<std::string> &extra = {});
+
+/* The scheduler's answer that names the queue, with the given IPP status
+   (0: successful-ok). */
+IppMessage faultsQueueAnswer(uint16_t status);
 
 /* The path of that scheduler's socket (empty when it could not start). */
 std::string faultsSchedulerPath();

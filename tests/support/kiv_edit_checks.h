@@ -1,5 +1,5 @@
 /*
- * test_edit_support.h - helpers shared by the editing tests: strings of
+ * kiv_edit_checks.h - helpers shared by the editing tests: strings of
  * either element type from ASCII text, destination buffers with guard
  * elements after the capacity, stderr capture, and a watchdog that fails a
  * test whose calls do not come back in time.
@@ -22,6 +22,7 @@
 #include <unistd.h>
 
 #include "KivString_unix.h"
+#include "show_string.h"
 
 namespace edit_test {
 
@@ -62,30 +63,6 @@ template <typename C>
 std::basic_string<C> S(const std::string &s)
 {
   return S<C>(s.data(), s.size());
-}
-
-/* Printable form for failure messages. */
-template <typename C>
-std::string Show(const std::basic_string<C> &s)
-{
-  std::string r;
-  char tmp[24];
-  for (C c : s)
-  {
-    unsigned long v = (unsigned long)(uint32_t)c;
-    if (sizeof(C) == 1)
-      v &= 0xFF;
-    if (v >= 0x20 && v < 0x7F && v != '\\')
-    {
-      r.push_back((char)v);
-    }
-    else
-    {
-      snprintf(tmp, sizeof tmp, "\\x{%lX}", v);
-      r += tmp;
-    }
-  }
-  return r;
 }
 
 /*

@@ -1,5 +1,5 @@
 /*
- * test_codec_support.h - helpers shared by the codec tests: guarded
+ * kiv_codec_checks.h - helpers shared by the codec tests: guarded
  * buffers and a check of the bounded-writer rule at every capacity.
  */
 #ifndef TEST_CODEC_SUPPORT_H
@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "KivString_unix.h"
+#include "show_string.h"
 
 namespace codec_test {
 
@@ -59,30 +60,6 @@ template <>
 inline std::string A<char>(const std::string &s)
 {
   return s;
-}
-
-/* Printable form of a string for failure messages. */
-template <typename T>
-std::string Show(const std::basic_string<T> &s)
-{
-  std::string r;
-  char tmp[16];
-  for (T c : s)
-  {
-    unsigned long v = (unsigned long)(uint32_t)c;
-    if (sizeof(T) == 1)
-      v &= 0xFF;
-    if (v >= 0x20 && v < 0x7F && v != '\\')
-    {
-      r.push_back((char)v);
-    }
-    else
-    {
-      snprintf(tmp, sizeof tmp, "\\x{%lX}", v);
-      r += tmp;
-    }
-  }
-  return r;
 }
 
 template <typename T>
