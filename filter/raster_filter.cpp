@@ -23,6 +23,7 @@
 
 #include <cups/cups.h>
 
+#include "command_value.h"
 #include "paper_name.h"
 
 /*

@@ -17,7 +17,7 @@
 
 #include "bitmap_send.h"
 #include "page_raster.h"
-#include "test_jobs_support.h"
+#include "loop_run.h"
 
 namespace {
 
@@ -237,12 +237,10 @@ TEST(WireLayout, UnwireGivesTheRowsBack)
    reading them, and takes nothing when they are not all buffered. */
 TEST(WireLayout, TakeDirectAgreesWithRead)
 {
-  TempDir dir;
   Random r(11);
   std::string data = rowData(&r, 3 * CUPS_FILE_AHEAD_SIZE + 123);
-  std::string path = dir.path + "/data";
-  ASSERT_TRUE(writeFile(path, data));
-  _cups_file_s *fp = cups_file_new(open(path.c_str(), O_RDONLY), 0);
+  FileReader reader(data);
+  _cups_file_s *fp = reader.fp;
   ASSERT_NE(fp, nullptr);
   EXPECT_EQ(cups_file_take_direct(fp, 10), nullptr); /* nothing read yet */
   EXPECT_EQ(fp->pos, 0);
@@ -270,7 +268,6 @@ TEST(WireLayout, TakeDirectAgreesWithRead)
   EXPECT_GT(direct, 0u);
   EXPECT_EQ(cups_file_take_direct(fp, 1), nullptr);
   EXPECT_EQ(cups_file_take_direct(fp, 0), nullptr);
-  cups_file_close(fp);
 }
 
 /* In place, the group reversal gives what it gives between two buffers. */

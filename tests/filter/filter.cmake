@@ -6,6 +6,10 @@ set(FILTER_SUPPORT ${AREA_DIR}/filter_test_support.cpp)
 corvane_add_gtest(filter_stream
   SOURCES ${AREA_DIR}/test_filter_stream.cpp ${FILTER_SUPPORT}
   LIBS corvane_filter)
+
+corvane_add_gtest(filter_names
+  SOURCES ${AREA_DIR}/test_filter_names.cpp
+  LIBS corvane_filter corvane_backend)
 add_dependencies(filter_stream rastertocorvane)
 
 corvane_add_gtest(filter_hostile
