@@ -285,7 +285,8 @@ static int runCommands(print_job_s *job, _cups_file_s *fp)
  * record cannot be sent.
  *
  * Either way the raster is left settled, every byte holding its value, for
- * whoever looks at it afterwards.
+ * whoever looks at it afterwards (in the wire layout when the program asked
+ * for it and the page kept it: raster_unwire() gives the rows back).
  */
 int command_loop(print_job_s *job, _cups_file_s *fp)
 {
