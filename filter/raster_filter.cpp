@@ -348,31 +348,45 @@ int rasterToStream(cups_raster_t *ras, RasterInput *input, StreamOut *out,
       fprintf(log, "DEBUG: Page %d: raster of %ux%u pixels placed at %u,%u on a white page of %ux%u.\n",
               page, h.cupsWidth, h.cupsHeight, place.left, place.top, place.width, place.height);
 
-    /* row takes the raster's line, then the page's: the raster's line is
-       read at its place in the page's line, whose rest stays white. */
+    /* A row is built where it goes out: its LINE command, then the page's
+       line, straight in the output buffer's free space, the raster's line
+       read by libcups at its place in it and the rest white.  The room
+       taken is the larger of the page's line and the raster's line with
+       its padding; only the page's line is taken into the stream, so the
+       padding is overwritten by the next row and never sent.  A row too
+       large for the output buffer is built in a row buffer instead and
+       written from there. */
     unsigned int pageRowBytes = place.width * depth;
-    size_t need = (size_t)place.left * depth + h.cupsBytesPerLine;
-    if (need < pageRowBytes)
-      need = pageRowBytes;
-    if (need > rowCap)
-    {
-      free(row);
-      rowCap = need;
-      row = (unsigned char *)malloc(rowCap);
-      if (!row)
-      {
-        fprintf(log, "ERROR: Unable to allocate memory for a raster line of %zu bytes.\n", need);
-        return 1;
-      }
-    }
-    memset(row, 0xFF, rowCap);
-    unsigned char *at = row + (size_t)place.left * depth;
-
-    unsigned int rowBytes = h.cupsWidth * depth;
-    int invert = enumValue(&h.cupsColorSpace) == CUPS_CSPACE_K;
-    unsigned int lastTenth = 0;
+    size_t leftBytes = (size_t)place.left * depth;
+    size_t span = leftBytes + h.cupsBytesPerLine;
+    if (span < pageRowBytes)
+      span = pageRowBytes;
     char lineCommand[32];
     int lineLen = snprintf(lineCommand, sizeof(lineCommand), "LINE %u\n", pageRowBytes);
+    int inPlace = (size_t)lineLen + span <= STREAM_OUT_BUFFER;
+    if (!inPlace)
+    {
+      if (span > rowCap)
+      {
+        free(row);
+        rowCap = span;
+        row = (unsigned char *)malloc(rowCap);
+        if (!row)
+        {
+          fprintf(log, "ERROR: Unable to allocate memory for a raster line of %zu bytes.\n", span);
+          return 1;
+        }
+      }
+      /* The left margin stays white for the whole page. */
+      memset(row, 0xFF, rowCap);
+    }
+
+    unsigned int rowBytes = h.cupsWidth * depth;
+    size_t rightBytes = pageRowBytes > leftBytes + rowBytes ? pageRowBytes - leftBytes - rowBytes : 0;
+    int invert = enumValue(&h.cupsColorSpace) == CUPS_CSPACE_K;
+    unsigned int lastTenth = 0;
+    /* The first row at which the progress reaches its next tenth. */
+    unsigned long long nextProgress = ((unsigned long long)place.height + 9) / 10;
 
     for (unsigned int y = 0; y < place.height; y++)
     {
@@ -381,26 +395,41 @@ int rasterToStream(cups_raster_t *ras, RasterInput *input, StreamOut *out,
         free(row);
         return endCancelled(out, page, log);
       }
+      unsigned char *line = row;
+      if (inPlace)
+      {
+        unsigned char *room = streamOutReserve(out, (size_t)lineLen + span);
+        if (!room)
+        {
+          free(row);
+          return writeFailed(out, s);
+        }
+        memcpy(room, lineCommand, (size_t)lineLen);
+        line = room + lineLen;
+      }
       int fromRaster = y >= place.top && y - place.top < h.cupsHeight;
       if (!fromRaster)
       {
         /* A white line above or below the raster. */
-        memset(row, 0xFF, pageRowBytes);
-      }
-      else if (cupsRasterReadPixels(ras, at, h.cupsBytesPerLine) != h.cupsBytesPerLine)
-      {
-        free(row);
-        if (isCancelled(s))
-          return endCancelled(out, page, log);
-        if (input->error)
-          fprintf(log, "ERROR: Unable to read the raster data: %s\n", strerror(input->error));
-        else
-          fprintf(log, "ERROR: Page %d ends early: %u of its %u rows arrived.\n", page, y - place.top, h.cupsHeight);
-        streamOutFlush(out);
-        return 1;
+        memset(line, 0xFF, pageRowBytes);
       }
       else
       {
+        unsigned char *at = line + leftBytes;
+        if (inPlace && leftBytes)
+          memset(line, 0xFF, leftBytes);
+        if (cupsRasterReadPixels(ras, at, h.cupsBytesPerLine) != h.cupsBytesPerLine)
+        {
+          free(row);
+          if (isCancelled(s))
+            return endCancelled(out, page, log);
+          if (input->error)
+            fprintf(log, "ERROR: Unable to read the raster data: %s\n", strerror(input->error));
+          else
+            fprintf(log, "ERROR: Page %d ends early: %u of its %u rows arrived.\n", page, y - place.top, h.cupsHeight);
+          streamOutFlush(out);
+          return 1;
+        }
         if (invert)
         {
           for (unsigned int i = 0; i < rowBytes; i++)
@@ -408,21 +437,30 @@ int rasterToStream(cups_raster_t *ras, RasterInput *input, StreamOut *out,
         }
         /* Row padding beyond the pixels is not sent; on a wider page the
            padding's place is white again. */
-        if (pageRowBytes > place.left * depth + rowBytes)
-          memset(at + rowBytes, 0xFF, pageRowBytes - place.left * depth - rowBytes);
+        if (rightBytes)
+          memset(at + rowBytes, 0xFF, rightBytes);
       }
-      streamOutWrite(out, lineCommand, (size_t)lineLen);
-      if (!streamOutWrite(out, row, pageRowBytes))
+      if (inPlace)
+        streamOutCommit(out, (size_t)lineLen + pageRowBytes);
+      else
       {
-        free(row);
-        return writeFailed(out, s);
+        streamOutWrite(out, lineCommand, (size_t)lineLen);
+        if (!streamOutWrite(out, row, pageRowBytes))
+        {
+          free(row);
+          return writeFailed(out, s);
+        }
       }
-      unsigned int tenth = (unsigned int)((unsigned long long)(y + 1) * 10 / place.height);
-      if (tenth != lastTenth && tenth < 10)
+      if (y + 1ull >= nextProgress)
       {
-        lastTenth = tenth;
-        fprintf(log, "INFO: Printing page %d, %u%% complete.\n", page, tenth * 10);
-        fprintf(log, "ATTR: job-media-progress=%u\n", tenth * 10);
+        unsigned int tenth = (unsigned int)((unsigned long long)(y + 1) * 10 / place.height);
+        if (tenth < 10)
+        {
+          lastTenth = tenth;
+          fprintf(log, "INFO: Printing page %d, %u%% complete.\n", page, tenth * 10);
+          fprintf(log, "ATTR: job-media-progress=%u\n", tenth * 10);
+          nextProgress = ((unsigned long long)(lastTenth + 1) * place.height + 9) / 10;
+        }
       }
     }
 

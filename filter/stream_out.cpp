@@ -89,6 +89,28 @@ int streamOutWrite(StreamOut *out, const void *data, size_t count)
 }
 
 /*
+ * 'streamOutReserve()' - Room for count bytes at the end of the buffer,
+ * flushing what is buffered when the free space is too small.
+ */
+unsigned char *streamOutReserve(StreamOut *out, size_t count)
+{
+  if (out->failed || count > sizeof(out->buf))
+    return NULL;
+  if (count > sizeof(out->buf) - out->used && !streamOutFlush(out))
+    return NULL;
+  return out->buf + out->used;
+}
+
+/*
+ * 'streamOutCommit()' - Take count bytes of the reserved room into the
+ * stream.
+ */
+void streamOutCommit(StreamOut *out, size_t count)
+{
+  out->used += count;
+}
+
+/*
  * 'streamOutLine()' - Append one formatted command line.  The backend
  * reads lines of at most 1023 bytes, so a longer one is a caller's bug
  * and is refused rather than split.

@@ -31,6 +31,17 @@ void streamOutInit(StreamOut *out, int fd);
 /* Appends count bytes; 1 on success, 0 once a write has failed. */
 int streamOutWrite(StreamOut *out, const void *data, size_t count);
 
+/* Room for count bytes at the end of the buffer, for a caller that builds
+   a block in place (a row read straight into the buffer saves copying it
+   there): flushes first when the free space is short.  Null once a write
+   has failed or when count exceeds the whole buffer.  Nothing is sent
+   until streamOutCommit() says how much of the room was filled. */
+unsigned char *streamOutReserve(StreamOut *out, size_t count);
+
+/* Marks the first count bytes of the room that streamOutReserve() gave
+   as part of the stream. */
+void streamOutCommit(StreamOut *out, size_t count);
+
 /* Appends one text line made with printf-style formatting ("\n" added);
    1 on success, 0 once a write has failed or the line is over 1023 bytes. */
 int streamOutLine(StreamOut *out, const char *format, ...) __attribute__((format(printf, 2, 3)));
