@@ -1,6 +1,7 @@
 # rastertocorvane alone: the stream it writes for every supported raster,
 # the paper names, its log lines, hostile inputs, cancelling and failed
-# writes.  The rasters are written by each test with libcups's writer.
+# writes, rows at and beyond the output buffer's size.  The rasters are
+# written by each test with libcups's writer.
 set(FILTER_SUPPORT ${AREA_DIR}/filter_test_support.cpp)
 
 corvane_add_gtest(filter_stream
@@ -16,3 +17,7 @@ corvane_add_gtest(filter_hostile
   SOURCES ${AREA_DIR}/test_filter_hostile.cpp ${FILTER_SUPPORT}
   LIBS corvane_filter)
 add_dependencies(filter_hostile rastertocorvane)
+
+corvane_add_gtest(filter_rows
+  SOURCES ${AREA_DIR}/test_filter_rows.cpp ${FILTER_SUPPORT}
+  LIBS corvane_filter)
