@@ -11,12 +11,19 @@
  *
  *   baseline  cupsRasterReadHeader2 and cupsRasterReadPixels of every row
  *             into one line buffer, nothing else;
+ *   ring      the same reads, each row into the next free place of a
+ *             buffer the size of the filter's output buffer, starting over
+ *             when it is full: the reading alone when the rows must stay in
+ *             memory until a write() takes them, as any writer's must;
  *   filter    the filter's whole raster-to-stream path over the same bytes
  *             (the same reads, the LINE commands, the rows written to
  *             /dev/null through the filter's writer).
  *
- * It prints the median CPU time per page of each, their ratio and whether
- * it meets the target: the filter at most 1.3 x the reading alone.
+ * It prints the least CPU time per page of each (the machine may be
+ * shared: the least run is the one least disturbed), the filter's ratio to
+ * the baseline and whether it meets the target, the filter at most 1.3 x
+ * the reading alone, and, to show where the rest goes, its ratio to the
+ * ring.
  */
 #include <fcntl.h>
 #include <stdio.h>
@@ -124,6 +131,44 @@ double readOnly(const std::string &bytes, int *pagesRead)
   return cpuSeconds() - start;
 }
 
+/* Reads every row into the next place of a buffer of the filter's output
+   buffer's size, as a writer must keep them until they go out. */
+double readRing(const std::string &bytes, int *pagesRead)
+{
+  static unsigned char ring[STREAM_OUT_BUFFER];
+  RasterInput in;
+  memset(&in, 0, sizeof(in));
+  in.fd = -1;
+  in.data = (const unsigned char *)bytes.data();
+  in.size = bytes.size();
+  double start = cpuSeconds();
+  cups_raster_t *ras = cupsRasterOpenIO(rasterInputRead, &in, CUPS_RASTER_READ);
+  cups_page_header2_t h;
+  std::vector<unsigned char> row;
+  int pages = 0;
+  while (cupsRasterReadHeader2(ras, &h))
+  {
+    size_t at = 0;
+    unsigned char *dst = ring;
+    if (h.cupsBytesPerLine > sizeof(ring))
+    {
+      row.resize(h.cupsBytesPerLine);
+      dst = row.data();
+    }
+    for (unsigned y = 0; y < h.cupsHeight; y++)
+    {
+      if (dst == ring && at + h.cupsBytesPerLine > sizeof(ring))
+        at = 0;
+      cupsRasterReadPixels(ras, dst + (dst == ring ? at : 0), h.cupsBytesPerLine);
+      at += h.cupsBytesPerLine;
+    }
+    pages++;
+  }
+  cupsRasterClose(ras);
+  *pagesRead = pages;
+  return cpuSeconds() - start;
+}
+
 /* The filter's whole path over the raster, its stream to /dev/null. */
 double filterRun(const std::string &bytes, int devNull, FILE *log, int *status)
 {
@@ -147,10 +192,9 @@ double filterRun(const std::string &bytes, int devNull, FILE *log, int *status)
   return cpuSeconds() - start;
 }
 
-double median(std::vector<double> v)
+double least(const std::vector<double> &v)
 {
-  std::sort(v.begin(), v.end());
-  return v[v.size() / 2];
+  return *std::min_element(v.begin(), v.end());
 }
 
 } // namespace
@@ -177,8 +221,9 @@ int main(int argc, char **argv)
   if (devNull < 0 || !log)
     return 1;
 
-  printf("A4 at 300 dpi, %d pages per run, median of %d runs, CPU time per page\n", pages, repeat);
-  printf("%-28s %12s %12s %8s %8s %s\n", "raster", "read (ms)", "filter (ms)", "ratio", "target", "met");
+  printf("A4 at 300 dpi, %d pages per run, least of %d runs, CPU time per page\n", pages, repeat);
+  printf("%-24s %10s %10s %12s %7s %8s %-8s %s\n", "raster", "read (ms)", "ring (ms)", "filter (ms)", "ratio",
+         "target", "met", "vs ring");
   struct Case
   {
     const char *name;
@@ -192,18 +237,19 @@ int main(int argc, char **argv)
   for (const Case &c : cases)
   {
     std::string bytes = makeRaster(pages, c.colour, c.mode);
-    std::vector<double> base, filt;
+    std::vector<double> base, ring, filt;
     for (int r = 0; r < repeat; r++)
     {
-      int n = 0, status = 0;
+      int n = 0, m = 0, status = 0;
       base.push_back(readOnly(bytes, &n));
       filt.push_back(filterRun(bytes, devNull, log, &status));
-      if (n != pages || status != 0)
+      ring.push_back(readRing(bytes, &m));
+      if (n != pages || m != pages || status != 0)
         failed = 1;
     }
-    double b = median(base) / pages * 1000, f = median(filt) / pages * 1000;
-    printf("%-28s %12.2f %12.2f %8.2f %8s %s\n", c.name, b, f, f / b, "<= 1.30",
-           f / b <= 1.30 ? "met" : "NOT met");
+    double b = least(base) / pages * 1000, g = least(ring) / pages * 1000, f = least(filt) / pages * 1000;
+    printf("%-24s %10.2f %10.2f %12.2f %7.2f %8s %-8s %.2f\n", c.name, b, g, f, f / b, "<= 1.30",
+           f / b <= 1.30 ? "met" : "NOT met", f / g);
   }
   if (failed)
     fprintf(stderr, "bench_filter: a run did not read or send every page\n");
