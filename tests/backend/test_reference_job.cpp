@@ -23,6 +23,7 @@
 #include <gtest/gtest.h>
 #include <lzf.h>
 
+#include "child_process.h"
 #include "stderr_capture.h"
 #include "cups_file.h"
 #include "print_job.h"
@@ -100,15 +101,9 @@ bool loadRecords(const std::string &path, std::vector<RefRecord> *records, std::
     return false;
   }
   records->clear();
-  size_t start = 0;
   int lineNumber = 0;
-  while (start < text.size())
+  for (const std::string &line : splitLines(text))
   {
-    size_t end = text.find('\n', start);
-    if (end == std::string::npos)
-      end = text.size();
-    std::string line = text.substr(start, end - start);
-    start = end + 1;
     lineNumber++;
     if (line.empty() || line[0] == '#')
       continue;
