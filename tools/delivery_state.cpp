@@ -161,10 +161,7 @@ std::string delivery_state_json(const DeliveryState &s)
   json_key(&w, "state");
   json_string(&w, s.state);
   json_key(&w, "printerUri");
-  if (s.printerUri.empty())
-    json_null(&w);
-  else
-    json_string(&w, s.printerUri);
+  json_string_or_null(&w, s.printerUri);
   json_key(&w, "jobName");
   json_string(&w, s.jobName);
   json_key(&w, "copies");
@@ -185,15 +182,9 @@ std::string delivery_state_json(const DeliveryState &s)
   else
     json_null(&w);
   json_key(&w, "jobState");
-  if (s.jobState.empty())
-    json_null(&w);
-  else
-    json_string(&w, s.jobState);
+  json_string_or_null(&w, s.jobState);
   json_key(&w, "ippStatus");
-  if (s.ippStatus.empty())
-    json_null(&w);
-  else
-    json_string(&w, s.ippStatus);
+  json_string_or_null(&w, s.ippStatus);
   json_key(&w, "ignoredAttributes");
   json_open(&w, '[');
   size_t pos = 0;
@@ -207,15 +198,9 @@ std::string delivery_state_json(const DeliveryState &s)
   }
   json_close(&w, ']');
   json_key(&w, "lastError");
-  if (s.lastError.empty())
-    json_null(&w);
-  else
-    json_string(&w, s.lastError);
+  json_string_or_null(&w, s.lastError);
   json_key(&w, "note");
-  if (s.note.empty())
-    json_null(&w);
-  else
-    json_string(&w, s.note);
+  json_string_or_null(&w, s.note);
   json_close(&w, '}');
   return w.out;
 }
