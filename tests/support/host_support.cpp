@@ -3,6 +3,7 @@
  */
 #include "host_support.h"
 #include "child_process.h"
+#include "records_wire.h"
 #include "test_files.h"
 
 #include <dirent.h>
@@ -277,7 +278,6 @@ rc_record fragmentRecord(const std::string &payload, const std::string &lines, s
 std::string wireLines(const PageImage &image)
 {
   size_t rowBytes = (size_t)image.width * image.channels;
-  size_t padded = (rowBytes + 3) / 4 * 4;
   /* The raster as the backend holds it, rows back to back; a group reaching
      past its end reads white. */
   std::string raster((const char *)image.pixels.data(), image.pixels.size());
@@ -286,19 +286,7 @@ std::string wireLines(const PageImage &image)
   for (size_t k = 0; k < image.height; k++)
   {
     size_t row = image.height - 1 - k;
-    const char *src = raster.data() + row * rowBytes;
-    std::string line(padded + 2, '\0');
-    for (size_t g = 0; g < rowBytes; g += 3)
-    {
-      line[g] = src[g + 2];
-      line[g + 1] = src[g + 1];
-      line[g + 2] = src[g];
-    }
-    /* The padding carries nothing and is sent as zeros. */
-    line.resize(padded);
-    for (size_t i = rowBytes; i < padded; i++)
-      line[i] = '\0';
-    out += line;
+    out += expectedLine(raster.substr(row * rowBytes, rowBytes), raster.substr((row + 1) * rowBytes, 2));
   }
   return out;
 }
