@@ -8,6 +8,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <sstream>
+
 #include "host_log.h"
 #include "job_json.h"
 
@@ -102,14 +104,10 @@ int delivery_state_read(const std::string &folder, DeliveryState *state)
 int delivery_state_parse(const std::string &text, DeliveryState *state)
 {
   *state = DeliveryState();
-  size_t pos = 0;
-  while (pos < text.size())
+  std::istringstream lines(text);
+  std::string line;
+  while (std::getline(lines, line))
   {
-    size_t end = text.find('\n', pos);
-    if (end == std::string::npos)
-      end = text.size();
-    std::string line = text.substr(pos, end - pos);
-    pos = end + 1;
     size_t eq = line.find('=');
     if (eq == std::string::npos)
       continue;

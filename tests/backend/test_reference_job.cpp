@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <regex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -110,17 +111,11 @@ bool loadRecords(const std::string &path, std::vector<RefRecord> *records, std::
 
     RefRecord rec;
     rec.lineNumber = lineNumber;
-    size_t pos = 0;
     bool first = true;
-    while (pos < line.size())
+    std::istringstream words(line);
+    std::string word;
+    while (words >> word)
     {
-      size_t sp = line.find(' ', pos);
-      if (sp == std::string::npos)
-        sp = line.size();
-      std::string word = line.substr(pos, sp - pos);
-      pos = sp + 1;
-      if (word.empty())
-        continue;
       if (first)
       {
         rec.name = word;

@@ -21,6 +21,21 @@ static double monotonicSeconds()
   return ts.tv_sec + ts.tv_nsec / 1e9;
 }
 
+/* Appends what one read of *fd gives to *text; at its end (or on an
+   error other than EINTR or EAGAIN) closes it and sets *fd to -1. */
+static void collectOutput(int *fd, std::string *text)
+{
+  char buf[65536];
+  ssize_t got = read(*fd, buf, sizeof buf);
+  if (got > 0)
+    text->append(buf, (size_t)got);
+  else if (got == 0 || (errno != EINTR && errno != EAGAIN))
+  {
+    close(*fd);
+    *fd = -1;
+  }
+}
+
 ChildResult runChild(const ChildOptions &options)
 {
   ChildResult result;
@@ -127,29 +142,10 @@ ChildResult runChild(const ChildOptions &options)
         inFd = -1;
       }
     }
-    char buf[65536];
     if (outIdx >= 0 && fds[outIdx].revents)
-    {
-      ssize_t got = read(outFd, buf, sizeof buf);
-      if (got > 0)
-        result.out.append(buf, (size_t)got);
-      else if (got == 0 || (errno != EINTR && errno != EAGAIN))
-      {
-        close(outFd);
-        outFd = -1;
-      }
-    }
+      collectOutput(&outFd, &result.out);
     if (errIdx >= 0 && fds[errIdx].revents)
-    {
-      ssize_t got = read(errFd, buf, sizeof buf);
-      if (got > 0)
-        result.err.append(buf, (size_t)got);
-      else if (got == 0 || (errno != EINTR && errno != EAGAIN))
-      {
-        close(errFd);
-        errFd = -1;
-      }
-    }
+      collectOutput(&errFd, &result.err);
   }
   if (inFd >= 0)
     close(inFd);
