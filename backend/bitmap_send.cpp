@@ -150,7 +150,9 @@ void bitmap_reverse_groups_portable(unsigned char *dst, const unsigned char *src
  * Each step loads 16 bytes, reverses the five whole groups in them and
  * stores 16 bytes; the 16th byte goes out unchanged and is written again,
  * properly, by the next step or the tail, as it is the first byte of a
- * whole group.  The load and the store stay within the whole groups.
+ * whole group.  The load and the store stay within the whole groups.  dst
+ * may be src (in place): every 16 bytes are loaded before the step before
+ * them stores over their first byte, which it stores unchanged.
  * Returns the bytes done (a multiple of 15); the caller does the rest.
  */
 __attribute__((target("ssse3"))) static size_t reverseShuffle(unsigned char *dst,
@@ -161,13 +163,23 @@ __attribute__((target("ssse3"))) static size_t reverseShuffle(unsigned char *dst
   size_t whole = count / 3u * 3u;
   size_t g = 0;
 
-  for (; whole - g >= 18; g += 15)
+  __m128i v;
+
+  if (whole < 18)
+    return 0;
+  /* Each load comes before the store that overlaps it: in place, a load
+     of bytes just stored at another offset would wait for the store to
+     finish (no forwarding between them), a stall on every step. */
+  v = _mm_loadu_si128((const __m128i *)(const void *)src);
+  for (; whole - (g + 15) >= 18; g += 15)
   {
-    __m128i v = _mm_loadu_si128((const __m128i *)(const void *)(src + g));
+    __m128i next = _mm_loadu_si128((const __m128i *)(const void *)(src + g + 15));
 
     _mm_storeu_si128((__m128i *)(void *)(dst + g), _mm_shuffle_epi8(v, order));
+    v = next;
   }
-  return g;
+  _mm_storeu_si128((__m128i *)(void *)(dst + g), _mm_shuffle_epi8(v, order));
+  return g + 15;
 }
 
 /*
@@ -260,8 +272,9 @@ void bitmap_copy_row(const page_raster_s *raster, uint64_t row, uint32_t aligned
 }
 
 /*
- * 'pageBuffers()' - The line buffer (rwsize + 2 bytes) and the compression
- * buffer of a page, kept from one page to the next.
+ * 'pageBuffers()' - The line buffer (rwsize + 2 bytes; only when needLines
+ * is set) and the compression buffer of a page, kept from one page to the
+ * next.
  *
  * The pages of a job have the same layout, so the buffers of the first
  * page serve every later one: they are made again only when a page needs
@@ -270,10 +283,10 @@ void bitmap_copy_row(const page_raster_s *raster, uint64_t row, uint32_t aligned
  * with bitmap_buffers_free(), or at the process end.  Returns 0 when
  * they cannot be allocated (a line says so; none is left).
  */
-static int pageBuffers(bitmap_buffers_s *buffers, const bitmap_layout *layout)
+static int pageBuffers(bitmap_buffers_s *buffers, const bitmap_layout *layout, int needLines)
 {
   /* Two spare bytes, as the format's buffer has; no copy reaches them. */
-  size_t lineSize = (size_t)layout->rwsize + 2u;
+  size_t lineSize = needLines ? (size_t)layout->rwsize + 2u : 0u;
   size_t compressSize = (size_t)layout->compressSize;
 
   if (buffers->lineBuffer && buffers->lineBufferSize < lineSize)
@@ -286,7 +299,7 @@ static int pageBuffers(bitmap_buffers_s *buffers, const bitmap_layout *layout)
     free(buffers->compressBuffer);
     buffers->compressBuffer = NULL;
   }
-  if (!buffers->lineBuffer)
+  if (!buffers->lineBuffer && lineSize > 0)
   {
     buffers->lineBuffer = (unsigned char *)large_alloc(lineSize);
     buffers->lineBufferSize = buffers->lineBuffer ? lineSize : 0;
@@ -296,7 +309,7 @@ static int pageBuffers(bitmap_buffers_s *buffers, const bitmap_layout *layout)
     buffers->compressBuffer = (unsigned char *)malloc(compressSize);
     buffers->compressBufferSize = buffers->compressBuffer ? compressSize : 0;
   }
-  if (buffers->lineBuffer && buffers->compressBuffer)
+  if ((buffers->lineBuffer || lineSize == 0) && buffers->compressBuffer)
     return 1;
 
   fprintf(stderr, "DEBUG: CorvaneBackend - ENDPAGE - CANNOT allocate bitmap buffers (%u + %u bytes) !!!\n",
@@ -359,7 +372,15 @@ int send_page_bitmap(const page_raster_s *raster, bitmap_buffers_s *buffers,
     int64_t row = (int64_t)nLines - 1;
     unsigned char *lineBuffer, *compressed;
 
-    if (!pageBuffers(buffers, &layout))
+    /* A raster in the wire layout holds the page's lines as they go out:
+       row nLines - 1 first, at (height - nLines) lines from the start, and
+       settling has left at most height lines.  Its fragments are compressed
+       where they lie; no line buffer is needed. */
+    const unsigned char *wire =
+      raster->wire ? raster->raster_data + (size_t)(raster->height - (uint32_t)nLines) * layout.alignedLine
+                   : NULL;
+
+    if (!pageBuffers(buffers, &layout, !wire))
       return 0;
     lineBuffer = buffers->lineBuffer;
     compressed = buffers->compressBuffer;
@@ -376,13 +397,20 @@ int send_page_bitmap(const page_raster_s *raster, bitmap_buffers_s *buffers,
       unsigned int packed;
       uint32_t i;
 
-      for (i = 0; i < k; i++)
-        bitmap_copy_row(raster, (uint64_t)(low + (int64_t)i), layout.alignedLine,
-                        lineBuffer + (size_t)(k - 1u - i) * layout.alignedLine);
-      row = low - 1;
       sendLength = k * layout.alignedLine;
-
-      packed = lzf_compress(lineBuffer, sendLength, compressed, layout.compressSize);
+      if (wire)
+      {
+        packed = lzf_compress(wire, sendLength, compressed, layout.compressSize);
+        wire += sendLength;
+      }
+      else
+      {
+        for (i = 0; i < k; i++)
+          bitmap_copy_row(raster, (uint64_t)(low + (int64_t)i), layout.alignedLine,
+                          lineBuffer + (size_t)(k - 1u - i) * layout.alignedLine);
+        packed = lzf_compress(lineBuffer, sendLength, compressed, layout.compressSize);
+      }
+      row = low - 1;
       fprintf(stderr, "DEBUG: \"CorvaneBackend - lzf_compress: %d sendLength: %d\"\n",
               (int)packed, (int)sendLength);
 

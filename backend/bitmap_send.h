@@ -60,7 +60,7 @@ void bitmap_compute_layout(uint32_t bytesPerLine, bitmap_layout *layout);
    left alone) of src to dst with each group of three reversed: dst[g],
    dst[g + 1], dst[g + 2] take src[g + 2], src[g + 1], src[g].  Any
    alignment, any byte order, the same bytes as the one group at a time
-   rule; dst and src must not overlap.  The portable version works on eight
+   rule; dst and src are the same (in place) or do not overlap.  The portable version works on eight
    groups at a time in 64-bit words; bitmap_reverse_groups() uses the
    processor's byte shuffle where there is one (x86 with SSSE3) and the
    portable version elsewhere. */

@@ -292,6 +292,37 @@ int cupsFileRead(_cups_file_s *fp, char *buffer, unsigned long bytes)
 }
 
 /*
+ * 'cups_file_take_direct()' - Take count buffered bytes where they lie.
+ *
+ * The same accounting as takeBuffered() taking them, without the copy:
+ * the caller reads them in place (a raster row on its way to the raster
+ * is turned around as it is copied, in one pass).
+ */
+const unsigned char *cups_file_take_direct(_cups_file_s *fp, size_t count)
+{
+  const char *p;
+
+  if (!fp || count == 0 || (fp->mode != 'r' && fp->mode != 's'))
+    return NULL;
+  if (fp->ptr && fp->ptr < fp->end)
+  {
+    if ((size_t)(fp->end - fp->ptr) < count)
+      return NULL;
+    p = fp->ptr;
+    fp->ptr += count;
+    fp->pos += (int64_t)count;
+    return (const unsigned char *)p;
+  }
+  if (aheadCount(fp) < count)
+    return NULL;
+  retireBuffer(fp);
+  p = fp->aheadPtr;
+  fp->aheadPtr += count;
+  takeOutside(fp, count);
+  return (const unsigned char *)p;
+}
+
+/*
  * 'cups_file_skip()' - Drop count bytes of the stream.
  *
  * Works a block at a time rather than a byte at a time: bytes in buf and

@@ -76,6 +76,14 @@ int cups_fill_line(_cups_file_s *fp);
    caller's buffer. */
 int cupsFileRead(_cups_file_s *fp, char *buffer, unsigned long bytes);
 
+/* Takes count bytes from the stream without copying them, when they lie
+   together in what has been read already (buf or the read-ahead block):
+   a pointer to them, valid until the next operation on the reader.  Null
+   (and nothing taken) when they do not, when count is 0 or the reader
+   cannot be read; cupsFileRead() then takes them as usual.  Positions
+   move as cupsFileRead() moves them. */
+const unsigned char *cups_file_take_direct(_cups_file_s *fp, size_t count);
+
 /* Takes count bytes from the stream and drops them, refilling as needed
    (bytes in buf and in the read-ahead block are dropped where they are).
    Once a refill finds the end of the input the skip stops: no further

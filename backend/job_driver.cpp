@@ -136,6 +136,8 @@ int backend_main(int argc, char **argv)
 
   print_job_init(&job, sock, printerName, copies);
   job.raster.perPage = uriOptions.perPage;
+  /* Rows kept as they go out, so that ENDPAGE only compresses and sends. */
+  job.raster.wireLayout = 1;
   if (fp && !command_loop(&job, fp))
     return CORVANE_BACKEND_STOP;
 

@@ -9,6 +9,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "bitmap_send.h"
 #include "large_alloc.h"
 #include "number_scan.h"
 
@@ -30,12 +31,115 @@ static void refuseSize(uint32_t width, uint32_t height, uint32_t depth)
 }
 
 /*
+ * 'wireLine()' - Where row r lies in the wire layout.
+ */
+static unsigned char *wireLine(const page_raster_s *raster, uint64_t row)
+{
+  return raster->raster_data + (size_t)(raster->height - 1u - row) * raster->alignedLine;
+}
+
+/*
+ * 'rowsWritten()' - Rows the cursor has passed (whole rows in the wire
+ * layout).
+ */
+static uint64_t rowsWritten(const page_raster_s *raster)
+{
+  return (uint64_t)(raster->cursor - raster->raster_data) / ((uint64_t)raster->width * raster->depth);
+}
+
+/*
+ * 'swapBytes()' - Exchange count bytes at a and b (not overlapping).
+ */
+static void swapBytes(unsigned char *a, unsigned char *b, size_t count)
+{
+  unsigned char tmp[4096];
+
+  while (count > 0)
+  {
+    size_t n = count < sizeof(tmp) ? count : sizeof(tmp);
+
+    memcpy(tmp, a, n);
+    memcpy(a, b, n);
+    memcpy(b, tmp, n);
+    a += n;
+    b += n;
+    count -= n;
+  }
+}
+
+/*
+ * 'raster_unwire()' - From the wire layout back to rows, in place.
+ *
+ * Each written line gets its groups reversed back and its last bytes from
+ * the tails; the lines are put in top-down order by exchanging them end for
+ * end, then moved down to their places in the row layout (a row starts at
+ * or before its line, so going upwards never overwrites a row still to be
+ * moved).  Rows not written yet become the unwritten (white) part, as in
+ * the row layout they would be.
+ */
+void raster_unwire(page_raster_s *raster)
+{
+  uint64_t rowBytes = (uint64_t)raster->width * raster->depth;
+  uint64_t whole = rowBytes / 3u * 3u;
+  uint64_t aligned = raster->alignedLine;
+  uint64_t rows, r;
+
+  if (!raster->raster_data || !raster->wire)
+    return;
+  rows = rowsWritten(raster);
+  for (r = 0; r < rows; r++)
+  {
+    unsigned char *line = wireLine(raster, r);
+
+    bitmap_reverse_groups(line, line, (size_t)whole);
+    memcpy(line + whole, raster->tails + 2u * r, (size_t)(rowBytes - whole));
+  }
+  for (r = 0; r < raster->height / 2u; r++)
+    swapBytes(raster->raster_data + (size_t)(r * aligned),
+              raster->raster_data + (size_t)((raster->height - 1u - r) * aligned), (size_t)aligned);
+  if (aligned != rowBytes)
+    for (r = 1; r < rows; r++)
+      memmove(raster->raster_data + (size_t)(r * rowBytes), raster->raster_data + (size_t)(r * aligned),
+              (size_t)rowBytes);
+  raster->unwritten = raster->cursor;
+  raster->wire = 0;
+}
+
+/*
+ * 'settleWire()' - The wire layout's rows not written yet become white
+ * lines: 0xFF for the row's bytes, zeros for the padding.  They lie at the
+ * start of the buffer, below the written ones.
+ */
+static void settleWire(page_raster_s *raster)
+{
+  size_t rowBytes = (size_t)raster->width * raster->depth;
+  uint64_t rows = rowsWritten(raster);
+  uint64_t r;
+
+  for (r = rows; r < raster->height; r++)
+  {
+    unsigned char *line = wireLine(raster, r);
+
+    memset(line, 0xFF, rowBytes);
+    memset(line + rowBytes, 0, raster->alignedLine - rowBytes);
+  }
+  raster->unwritten = NULL;
+}
+
+/*
  * 'raster_settle()' - Clear the part of the raster not yet written.
  */
 void raster_settle(page_raster_s *raster)
 {
+  if (raster->wire && raster->nLines >= 0 && (uint64_t)raster->nLines > raster->height)
+    raster_unwire(raster);
   if (!raster->raster_data || !raster->unwritten)
     return;
+  if (raster->wire)
+  {
+    settleWire(raster);
+    return;
+  }
   if (raster->unwritten < raster->end)
     memset(raster->unwritten, 0xFF, (size_t)(raster->end - raster->unwritten));
   raster->unwritten = NULL;
@@ -68,17 +172,19 @@ static void markWritten(page_raster_s *raster, unsigned char *dst, size_t count,
 }
 
 /*
- * 'raster_free()' - Free the buffer; the limit and the mode stay.
+ * 'raster_free()' - Free the buffer; the limit and the modes stay.
  */
 void raster_free(page_raster_s *raster)
 {
   uint32_t limit = raster->limit;
   int perPage = raster->perPage;
+  int wireLayout = raster->wireLayout;
 
   free(raster->raster_data);
   memset(raster, 0, sizeof(*raster));
   raster->limit = limit;
   raster->perPage = perPage;
+  raster->wireLayout = wireLayout;
 }
 
 /*
@@ -92,6 +198,7 @@ static void restartRaster(page_raster_s *raster)
   raster->unwritten = raster->raster_data;
   raster->bytesPerLine = 0;
   raster->nLines = 0;
+  raster->wire = 0;
 }
 
 /*
@@ -102,13 +209,25 @@ static int allocate(page_raster_s *raster, uint32_t width, uint32_t height, uint
                     uint64_t size)
 {
   unsigned char *data = NULL;
+  uint64_t aligned = ((uint64_t)width * depth + 3u) & ~(uint64_t)3u;
+  /* Room for the wire layout when the program wants it: the padded lines
+     and two tail bytes a row; a raster whose padded line does not fit 32
+     bits stays in rows. */
+  uint64_t capacity = size;
+
+  if (raster->wireLayout && aligned <= 0xFFFFFFFFull)
+    capacity = aligned * height + 2u * (uint64_t)height;
+  if (capacity > (uint64_t)SIZE_MAX)
+    capacity = size;
 
   /* A non-zero limit makes a larger raster fail as the allocation would:
      same line, no raster. */
   if (raster->limit == 0 || size <= raster->limit)
-    data = (unsigned char *)large_alloc((size_t)size);
+    data = (unsigned char *)large_alloc((size_t)capacity);
   if (!data)
     return 0;
+  raster->alignedLine = capacity > size ? (uint32_t)aligned : 0u;
+  raster->tails = capacity > size ? data + (size_t)(aligned * height) : NULL;
   raster->raster_data = data;
   raster->size = (uint32_t)size;
   raster->cursor = data;
@@ -210,6 +329,68 @@ void raster_command(page_raster_s *raster, const char *value, float pageWidth, f
 }
 
 /*
+ * 'storeWireRow()' - Read the next row from the stream into its line of
+ * the wire layout.
+ *
+ * The row goes where its line lies and is reversed there, group by group.
+ * When the row's length is not a multiple of 3, its line's last group
+ * takes one or two bytes of the next row, as the bitmap is defined: they
+ * are white until that row arrives (and stay white past the raster's
+ * end), and the arriving row writes them into the line before it.  The
+ * row's own bytes that the reversed line leaves out are kept in the tails.
+ * Bytes that do not arrive (the input ended inside the row) are white, as
+ * in the row layout.
+ */
+static void storeWireRow(page_raster_s *raster, _cups_file_s *fp)
+{
+  size_t rowBytes = (size_t)raster->width * raster->depth;
+  size_t whole = rowBytes / 3u * 3u;
+  uint64_t row = rowsWritten(raster);
+  unsigned char *line = wireLine(raster, row);
+  unsigned char *tail = raster->tails + 2u * row;
+  unsigned char first0, first1;
+  /* Mostly the row lies in the reader's block and is turned around on its
+     way from there; otherwise it is read into its line and turned around
+     in place. */
+  const unsigned char *src = cups_file_take_direct(fp, rowBytes);
+
+  if (!src)
+  {
+    int got = cupsFileRead(fp, (char *)line, (unsigned long)rowBytes);
+
+    if (got < 0)
+      got = 0;
+    if ((size_t)got < rowBytes)
+      memset(line + got, 0xFF, rowBytes - (size_t)got);
+    src = line;
+  }
+  first0 = src[0];
+  first1 = src[1];
+  memcpy(tail, src + whole, rowBytes - whole);
+  bitmap_reverse_groups(line, src, whole);
+  if (rowBytes - whole == 1)
+    line[whole] = 0xFF;
+  else if (rowBytes - whole == 2)
+  {
+    line[whole] = 0xFF;
+    line[whole + 1] = src[whole + 1];
+  }
+  memset(line + rowBytes, 0, raster->alignedLine - rowBytes);
+  if (row > 0)
+  {
+    unsigned char *before = wireLine(raster, row - 1u);
+
+    if (rowBytes - whole == 1)
+      before[whole] = first1;
+    else if (rowBytes - whole == 2)
+      before[whole] = first0;
+  }
+  raster->cursor += rowBytes;
+  if (raster->unwritten)
+    raster->unwritten = raster->cursor;
+}
+
+/*
  * 'line_command()' - LINE n, followed in the stream by n raw bytes.
  *
  * Rows are filled one after the other by the cursor, not by row number: a
@@ -258,6 +439,25 @@ void line_command(page_raster_s *raster, const char *value, _cups_file_s *fp)
     fprintf(stderr, "DEBUG: LINE - bytesPerLine: %d bytes: %d\n", (int)raster->bytesPerLine, (int)n);
 
   room = (size_t)(raster->end - raster->cursor);
+  if (raster->tails && (uint64_t)n == (uint64_t)raster->width * raster->depth && n >= 3 &&
+      (size_t)n <= room)
+  {
+    /* A whole row: kept in the wire layout when the page has kept it so
+       far, or starts it when this is the raster's first line. */
+    if (!raster->wire && raster->bytesPerLine == n && raster->cursor == raster->raster_data &&
+        raster->unwritten == raster->raster_data)
+      raster->wire = 1;
+    if (raster->wire)
+    {
+      storeWireRow(raster, fp);
+      if (raster->nLines < INT32_MAX)
+        raster->nLines++;
+      return;
+    }
+  }
+  /* Anything else is stored in rows. */
+  if (raster->wire && n > 0 && room > 0)
+    raster_unwire(raster);
   {
     /* The bytes that fit go to the cursor; the rest is read and dropped.
        Where the input ends inside the line the cursor still moves on (the

@@ -46,6 +46,24 @@ struct page_raster_s
      budget of its own (the command loop's fuzzer) sets one. */
   uint32_t limit;
   int perPage; /* 1: every RASTER starts the page's own raster */
+  /* The wire layout, which the program asks for (wireLayout 1) so that
+     ENDPAGE has only to compress: while every LINE of a page carries a
+     whole row (n = width x depth = bytesPerLine, at least 3 bytes), the
+     rows are stored as the bitmap lines they become, bottom-up and padded:
+     row r at raster_data + (height - 1 - r) x alignedLine, its groups of
+     three bytes already reversed.  The cursor and unwritten keep counting
+     in rows of width x depth bytes from raster_data, as in the plain
+     layout.  The first LINE that breaks the pattern turns the raster back
+     into the plain layout (raster_unwire()), and the page goes on as it
+     would have from the start; the bytes sent are the same either way.
+     Off (0) for everyone else, who may read the raster as rows. */
+  int wireLayout;
+  int wire;             /* 1: the rows are held in the wire layout now */
+  uint32_t alignedLine; /* width x depth padded to a multiple of 4 */
+  /* Wire layout: the last (width x depth) mod 3 bytes of each row as they
+     arrived (two a row), which the reversed line does not keep; they make
+     the plain layout again.  Part of the raster's allocation. */
+  unsigned char *tails;
 };
 
 /* RASTER width height depth: allocates the raster (or, in per-page mode,
@@ -61,7 +79,10 @@ void raster_command(page_raster_s *raster, const char *value, float pageWidth, f
 /* Clears the part of the raster that no LINE has written yet to white, so
    that every byte holds its value; called before the raster is read (at
    ENDPAGE) and when the command loop ends.  Nothing to do when there is no
-   raster or it has settled already. */
+   raster or it has settled already.  In the wire layout the rows not yet
+   written become white bitmap lines; a page with more lines than the
+   raster has rows turns the raster back into rows first (its extra lines
+   are white and lie outside the raster). */
 void raster_settle(page_raster_s *raster);
 
 /* LINE n: copies the n bytes that follow in the stream to the raster at
@@ -73,8 +94,12 @@ void raster_settle(page_raster_s *raster);
    read and no line is counted. */
 void line_command(page_raster_s *raster, const char *value, _cups_file_s *fp);
 
+/* Turns a raster held in the wire layout back into rows, in place; nothing
+   to do in the plain layout. */
+void raster_unwire(page_raster_s *raster);
+
 /* Frees the buffer and leaves the record empty, apart from its limit and
-   mode. */
+   modes. */
 void raster_free(page_raster_s *raster);
 
 #endif

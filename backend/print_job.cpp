@@ -285,7 +285,8 @@ static int runCommands(print_job_s *job, _cups_file_s *fp)
  * record cannot be sent.
  *
  * Either way the raster is left settled, every byte holding its value, for
- * whoever looks at it afterwards.
+ * whoever looks at it afterwards (in the wire layout when the program asked
+ * for it and the page kept it: raster_unwire() gives the rows back).
  */
 int command_loop(print_job_s *job, _cups_file_s *fp)
 {
@@ -315,6 +316,7 @@ void print_job_release(print_job_s *job)
   int copies = job->copies;
   uint32_t limit = job->raster.limit;
   int perPage = job->raster.perPage;
+  int wireLayout = job->raster.wireLayout;
 
   free(job->namePayload);
   raster_free(&job->raster);
@@ -322,4 +324,5 @@ void print_job_release(print_job_s *job)
   print_job_init(job, sock, printerName, copies);
   job->raster.limit = limit;
   job->raster.perPage = perPage;
+  job->raster.wireLayout = wireLayout;
 }

@@ -35,11 +35,14 @@ const char *pageKindName(PageKind kind)
  * of 10-point text looks like to a compressor.  Photo: smooth gradients in
  * each component plus a few levels of noise, which leaves LZF little to find.
  */
-std::vector<unsigned char> makePage(const PageSpec &spec)
+std::vector<unsigned char> makePage(const PageSpec &spec, uint32_t variant)
 {
   size_t rowBytes = (size_t)spec.width * spec.depth;
   std::vector<unsigned char> page(rowBytes * spec.height, 0xFF);
-  uint32_t seed = 0x2545F491u;
+  /* xorshift must not start from 0; variant 0 keeps the original seed. */
+  uint32_t seed = 0x2545F491u ^ (variant * 0x9E3779B9u);
+  if (!seed)
+    seed = 1;
 
   if (spec.kind == PAGE_TEXT)
   {
@@ -94,6 +97,28 @@ std::vector<unsigned char> makePage(const PageSpec &spec)
   return page;
 }
 
+/* The head of a stream: printer, document and page settings. */
+static void writeHead(FILE *f, const PageSpec &spec)
+{
+  fprintf(f, "PRINTERMODEL Bench Printer\nDOCUMENT bench\nCOLORDEVICE %d\nPAGENAME A4\n",
+          spec.depth == 3 ? 1 : 0);
+}
+
+/* One page: PAGE, RASTER, a LINE per row, ENDPAGE. */
+static void writePage(FILE *f, const PageSpec &spec, const std::vector<unsigned char> &page)
+{
+  size_t rowBytes = (size_t)spec.width * spec.depth;
+  unsigned pointsW = 595, pointsH = 842;
+  fprintf(f, "PAGE 0 0 %u %u 0 0 0 %u %u 0\n", pointsW, pointsH, spec.dpi, spec.dpi);
+  fprintf(f, "RASTER %u %u %u\n", spec.width, spec.height, spec.depth);
+  for (uint32_t y = 0; y < spec.height; y++)
+  {
+    fprintf(f, "LINE %zu\n", rowBytes);
+    fwrite(&page[(size_t)y * rowBytes], 1, rowBytes, f);
+  }
+  fputs("ENDPAGE\n", f);
+}
+
 /*
  * 'writeStream()' - One document of pages pages, each with the same raster.
  */
@@ -103,21 +128,24 @@ bool writeStream(const std::string &path, const PageSpec &spec,
   FILE *f = fopen(path.c_str(), "wb");
   if (!f)
     return false;
-  size_t rowBytes = (size_t)spec.width * spec.depth;
-  unsigned pointsW = 595, pointsH = 842;
-  fprintf(f, "PRINTERMODEL Bench Printer\nDOCUMENT bench\nCOLORDEVICE %d\nPAGENAME A4\n",
-          spec.depth == 3 ? 1 : 0);
+  writeHead(f, spec);
   for (int p = 0; p < pages; p++)
-  {
-    fprintf(f, "PAGE 0 0 %u %u 0 0 0 %u %u 0\n", pointsW, pointsH, spec.dpi, spec.dpi);
-    fprintf(f, "RASTER %u %u %u\n", spec.width, spec.height, spec.depth);
-    for (uint32_t y = 0; y < spec.height; y++)
-    {
-      fprintf(f, "LINE %zu\n", rowBytes);
-      fwrite(&page[(size_t)y * rowBytes], 1, rowBytes, f);
-    }
-    fputs("ENDPAGE\n", f);
-  }
+    writePage(f, spec, page);
+  fputs("ENDDOCUMENT\n", f);
+  return fclose(f) == 0;
+}
+
+/*
+ * 'writeDistinctStream()' - One document of pages pages, each drawn anew.
+ */
+bool writeDistinctStream(const std::string &path, const PageSpec &spec, int pages)
+{
+  FILE *f = fopen(path.c_str(), "wb");
+  if (!f)
+    return false;
+  writeHead(f, spec);
+  for (int p = 0; p < pages; p++)
+    writePage(f, spec, makePage(spec, (uint32_t)p));
   fputs("ENDDOCUMENT\n", f);
   return fclose(f) == 0;
 }

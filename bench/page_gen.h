@@ -26,12 +26,17 @@ struct PageSpec
   uint32_t dpi;
 };
 
-/* The page's raster, row after row (width x depth bytes per row). */
-std::vector<unsigned char> makePage(const PageSpec &spec);
+/* The page's raster, row after row (width x depth bytes per row).  Pages of
+   another variant have the same look but other marks and noise. */
+std::vector<unsigned char> makePage(const PageSpec &spec, uint32_t variant = 0);
 
 /* Writes a stream of pages copies of page to path; false on failure. */
 bool writeStream(const std::string &path, const PageSpec &spec,
                  const std::vector<unsigned char> &page, int pages);
+
+/* Writes a stream of pages pages, page p drawn as variant p, so that every
+   page has its own content; false on failure. */
+bool writeDistinctStream(const std::string &path, const PageSpec &spec, int pages);
 
 const char *pageKindName(PageKind kind);
 

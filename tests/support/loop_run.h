@@ -61,9 +61,11 @@ struct LoopRun
    the caller keeps the state (and releases it); otherwise it is released
    here.  The host closes its end after closeAfter bytes when given.  With
    perPage the job has a raster per page, as the device URI's option
-   raster=per-page asks. */
+   raster=per-page asks; with wireLayout its raster keeps rows as they go
+   out, as the program's does. */
 inline LoopRun runLoop(const std::string &stream, const char *printerName = "Office",
-                       print_job_s *job = nullptr, size_t closeAfter = SIZE_MAX, int perPage = 0)
+                       print_job_s *job = nullptr, size_t closeAfter = SIZE_MAX, int perPage = 0,
+                       int wireLayout = 0)
 {
   LoopRun run;
   TempDir dir;
@@ -98,6 +100,7 @@ inline LoopRun runLoop(const std::string &stream, const char *printerName = "Off
     job = own = new print_job_s;
   print_job_init(job, sock, printerName, 1);
   job->raster.perPage = perPage;
+  job->raster.wireLayout = wireLayout;
 
   StderrCapture cap;
   cap.begin();
