@@ -36,6 +36,7 @@
 #include <string>
 #include <vector>
 
+#include "child_process.h"
 #include "cupsd_fixture.h"
 #include "page_gen.h"
 #include "host_support.h"
@@ -68,21 +69,7 @@ double runWay(const std::string &host, const Way &way, const std::string &dir, c
   std::vector<std::string> args = {host, "--socket", sock, "--out", out};
   for (const std::string &a : way.args)
     args.push_back(a == "URI" ? uri : a);
-  std::vector<char *> argv;
-  for (std::string &a : args)
-    argv.push_back(&a[0]);
-  argv.push_back(nullptr);
-  pid_t pid = fork();
-  if (pid == 0)
-  {
-    int fd = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    int nul = open("/dev/null", O_RDWR);
-    dup2(nul, 0);
-    dup2(fd, 1);
-    dup2(nul, 2);
-    execv(argv[0], argv.data());
-    _exit(127);
-  }
+  pid_t pid = spawnWithLogs(args, log, std::string());
   double deadline = nowSeconds() + 30;
   while (readFileText(log).find("listening on") == std::string::npos && nowSeconds() < deadline)
     usleep(5000);

@@ -23,6 +23,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -32,16 +34,11 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) __attribute__((weak
 /* Reads a whole file; false when it cannot be read. */
 static bool readFile(const std::string &path, std::vector<uint8_t> *out)
 {
-  FILE *f = fopen(path.c_str(), "rb");
-  if (!f)
+  std::ifstream in(path, std::ios::binary);
+  if (!in)
     return false;
-  uint8_t buf[65536];
-  size_t n;
-  out->clear();
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0)
-    out->insert(out->end(), buf, buf + n);
-  fclose(f);
-  return true;
+  out->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  return !in.bad();
 }
 
 /* Adds path, or the regular files inside it, to files (sorted by name).

@@ -8,6 +8,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <sstream>
+
 #include "host_log.h"
 #include "job_json.h"
 
@@ -102,14 +104,10 @@ int delivery_state_read(const std::string &folder, DeliveryState *state)
 int delivery_state_parse(const std::string &text, DeliveryState *state)
 {
   *state = DeliveryState();
-  size_t pos = 0;
-  while (pos < text.size())
+  std::istringstream lines(text);
+  std::string line;
+  while (std::getline(lines, line))
   {
-    size_t end = text.find('\n', pos);
-    if (end == std::string::npos)
-      end = text.size();
-    std::string line = text.substr(pos, end - pos);
-    pos = end + 1;
     size_t eq = line.find('=');
     if (eq == std::string::npos)
       continue;
@@ -161,10 +159,7 @@ std::string delivery_state_json(const DeliveryState &s)
   json_key(&w, "state");
   json_string(&w, s.state);
   json_key(&w, "printerUri");
-  if (s.printerUri.empty())
-    json_null(&w);
-  else
-    json_string(&w, s.printerUri);
+  json_string_or_null(&w, s.printerUri);
   json_key(&w, "jobName");
   json_string(&w, s.jobName);
   json_key(&w, "copies");
@@ -185,15 +180,9 @@ std::string delivery_state_json(const DeliveryState &s)
   else
     json_null(&w);
   json_key(&w, "jobState");
-  if (s.jobState.empty())
-    json_null(&w);
-  else
-    json_string(&w, s.jobState);
+  json_string_or_null(&w, s.jobState);
   json_key(&w, "ippStatus");
-  if (s.ippStatus.empty())
-    json_null(&w);
-  else
-    json_string(&w, s.ippStatus);
+  json_string_or_null(&w, s.ippStatus);
   json_key(&w, "ignoredAttributes");
   json_open(&w, '[');
   size_t pos = 0;
@@ -207,15 +196,9 @@ std::string delivery_state_json(const DeliveryState &s)
   }
   json_close(&w, ']');
   json_key(&w, "lastError");
-  if (s.lastError.empty())
-    json_null(&w);
-  else
-    json_string(&w, s.lastError);
+  json_string_or_null(&w, s.lastError);
   json_key(&w, "note");
-  if (s.note.empty())
-    json_null(&w);
-  else
-    json_string(&w, s.note);
+  json_string_or_null(&w, s.note);
   json_close(&w, '}');
   return w.out;
 }

@@ -2,6 +2,7 @@
  * host_log.cpp - whole-line output shared by the receiver's threads.
  */
 #include "host_log.h"
+#include "fd_write.h"
 
 #include <errno.h>
 #include <stdarg.h>
@@ -35,18 +36,8 @@ void host_write_line(int fd, const std::string &text)
   std::string line = text;
   line += '\n';
   std::lock_guard<std::mutex> hold(g_outputLock);
-  size_t done = 0;
-  while (done < line.size())
-  {
-    ssize_t n = write(fd, line.data() + done, line.size() - done);
-    if (n < 0)
-    {
-      if (errno == EINTR)
-        continue;
-      return; /* nowhere left to report a failed report */
-    }
-    done += (size_t)n;
-  }
+  /* A failed write is not reported: there is nowhere left to report it. */
+  (void)write_all(fd, line.data(), line.size());
 }
 
 void host_printf(int fd, const char *format, ...)

@@ -16,6 +16,7 @@
 #include "delivery.h"
 #include "host_connection.h"
 #include "host_listener.h"
+#include "option_number.h"
 
 static void usage(FILE *to)
 {
@@ -39,6 +40,23 @@ static void usage(FILE *to)
         "unfinished deliveries resume when it starts again.  Under a service\n"
         "manager it takes an inherited listening socket (LISTEN_FDS).\n",
         to);
+}
+
+/* Reads an option's whole text as a number in base between low and high
+   (no minus sign, nothing after it); 1 with *value, or 0 after the line
+   "kivprinter-host: bad <name> '<text>' (<hint>)". */
+static int option_value(const char *text, int base, unsigned long low, unsigned long high, const char *name,
+                        const char *hint, unsigned *value)
+{
+  unsigned long number;
+  char *end;
+  if (text[0] != '-' && option_number_prefix(text, base, low, high, &number, &end) && !*end)
+  {
+    *value = (unsigned)number;
+    return 1;
+  }
+  fprintf(stderr, "kivprinter-host: bad %s '%s' (%s)\n", name, text, hint);
+  return 0;
 }
 
 int main(int argc, char **argv)
@@ -67,17 +85,9 @@ int main(int argc, char **argv)
         listener.path = optarg;
         break;
       case 'm':
-      {
-        char *end = nullptr;
-        unsigned long mode = strtoul(optarg, &end, 8);
-        if (!*optarg || *end || mode > 0777 || optarg[0] == '-')
-        {
-          fprintf(stderr, "kivprinter-host: bad mode '%s' (octal, e.g. 0660)\n", optarg);
+        if (!option_value(optarg, 8, 0, 0777, "mode", "octal, e.g. 0660", &listener.mode))
           return 2;
-        }
-        listener.mode = (unsigned)mode;
         break;
-      }
       case 'o':
         shared.config.outDir = optarg;
         break;
@@ -94,17 +104,9 @@ int main(int argc, char **argv)
         shared.config.noImages = true;
         break;
       case 'r':
-      {
-        char *end = nullptr;
-        unsigned long seconds = strtoul(optarg, &end, 10);
-        if (!*optarg || *end || optarg[0] == '-' || seconds < 1 || seconds > 86400)
-        {
-          fprintf(stderr, "kivprinter-host: bad --retry-max '%s' (seconds, 1 to 86400)\n", optarg);
+        if (!option_value(optarg, 10, 1, 86400, "--retry-max", "seconds, 1 to 86400", &retryMax))
           return 2;
-        }
-        retryMax = (unsigned)seconds;
         break;
-      }
       case 'h':
         usage(stdout);
         return 0;

@@ -9,6 +9,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "fd_write.h"
 #include "host_log.h"
 #include "paper_table.h"
 
@@ -119,6 +120,14 @@ void json_null(JsonWriter *w)
 {
   json_separate(w);
   w->out += "null";
+}
+
+void json_string_or_null(JsonWriter *w, const std::string &value)
+{
+  if (value.empty())
+    json_null(w);
+  else
+    json_string(w, value);
 }
 
 void json_raw(JsonWriter *w, const std::string &text, const char *before)
@@ -323,20 +332,12 @@ int write_file_atomically(const std::string &path, const std::string &text, bool
     host_printf(2, "kivprinter-host: cannot create %s: %s", temp.c_str(), strerror(errno));
     return 0;
   }
-  size_t done = 0;
-  while (done < text.size())
+  if (!write_all(fd, text.data(), text.size()))
   {
-    ssize_t n = write(fd, text.data() + done, text.size() - done);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-    {
-      host_printf(2, "kivprinter-host: cannot write %s: %s", temp.c_str(), strerror(errno));
-      close(fd);
-      unlink(temp.c_str());
-      return 0;
-    }
-    done += (size_t)n;
+    host_printf(2, "kivprinter-host: cannot write %s: %s", temp.c_str(), strerror(errno));
+    close(fd);
+    unlink(temp.c_str());
+    return 0;
   }
   if ((durable && fsync(fd) != 0) || close(fd) != 0 || rename(temp.c_str(), path.c_str()) != 0)
   {

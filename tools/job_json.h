@@ -36,6 +36,8 @@ void json_int(JsonWriter *w, int64_t value);
 void json_fixed(JsonWriter *w, double value, int decimals);
 void json_bool(JsonWriter *w, bool value);
 void json_null(JsonWriter *w);
+/* value as a string, or null when it is empty (a field not known yet). */
+void json_string_or_null(JsonWriter *w, const std::string &value);
 /* An already encoded value, with layout white space before it. */
 void json_raw(JsonWriter *w, const std::string &text, const char *before = "");
 

@@ -18,6 +18,8 @@
 #include <string>
 #include <vector>
 
+#include "fd_write.h"
+#include "option_number.h"
 #include "png_io.h"
 #include "stream_writer.h"
 #include "test_page.h"
@@ -48,40 +50,16 @@ static void usage(FILE *to)
 static int parse_pair(const char *text, uint32_t *x, uint32_t *y)
 {
   char *end = nullptr;
-  errno = 0;
-  unsigned long a = strtoul(text, &end, 10);
-  if (errno || end == text || a == 0 || a > 1000000)
+  unsigned long a, b;
+  if (text[0] == '-' || text[0] == '+' || !option_number_prefix(text, 10, 1, 1000000, &a, &end))
     return 0;
-  unsigned long b = a;
-  if (*end == 'x' || *end == 'X')
-  {
-    const char *second = end + 1;
-    b = strtoul(second, &end, 10);
-    if (errno || end == second || b == 0 || b > 1000000)
-      return 0;
-  }
-  if (*end != '\0' || text[0] == '-' || text[0] == '+')
+  b = a;
+  if ((*end == 'x' || *end == 'X') && !option_number_prefix(end + 1, 10, 1, 1000000, &b, &end))
+    return 0;
+  if (*end != '\0')
     return 0;
   *x = (uint32_t)a;
   *y = (uint32_t)b;
-  return 1;
-}
-
-/* Writes all of data to fd; 1 or 0. */
-static int write_all(int fd, const std::string &data)
-{
-  size_t done = 0;
-  while (done < data.size())
-  {
-    ssize_t n = write(fd, data.data() + done, data.size() - done);
-    if (n < 0)
-    {
-      if (errno == EINTR)
-        continue;
-      return 0;
-    }
-    done += (size_t)n;
-  }
   return 1;
 }
 
@@ -215,7 +193,7 @@ int main(int argc, char **argv)
       return 1;
     }
   }
-  if (!write_all(fd, stream) || (fd != 1 && close(fd) != 0))
+  if (!write_all(fd, stream.data(), stream.size()) || (fd != 1 && close(fd) != 0))
   {
     fprintf(stderr, "kivprinter-mkstream: writing the stream failed: %s\n", strerror(errno));
     return 1;

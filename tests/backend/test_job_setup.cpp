@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "job_setup.h"
+#include "stderr_capture.h"
 
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
@@ -78,40 +79,6 @@ const char kPpd[] =
   "*Duplex DuplexNoTumble/Long Edge: \"<</Duplex true/Tumble false>>setpagedevice\"\n"
   "*Duplex DuplexTumble/Short Edge: \"<</Duplex true/Tumble true>>setpagedevice\"\n"
   "*CloseUI: *Duplex\n";
-
-/* Sends standard error to a temporary file and gives back what came. */
-struct StderrCapture
-{
-  int saved = -1;
-  FILE *file = nullptr;
-  void begin()
-  {
-    fflush(stderr);
-    file = tmpfile();
-    saved = dup(2);
-    dup2(fileno(file), 2);
-  }
-  /* What has reached the descriptor so far, without flushing anything. */
-  std::string peek()
-  {
-    std::string text;
-    struct stat st;
-    fstat(fileno(file), &st);
-    std::vector<char> buf((size_t)st.st_size);
-    if (!buf.empty() && pread(fileno(file), buf.data(), buf.size(), 0) == (ssize_t)buf.size())
-      text.assign(buf.data(), buf.size());
-    return text;
-  }
-  std::string end()
-  {
-    fflush(stderr);
-    std::string text = peek();
-    dup2(saved, 2);
-    close(saved);
-    fclose(file);
-    return text;
-  }
-};
 
 /* Saves the variables and the message locale a test changes, and puts them
    back afterwards. */

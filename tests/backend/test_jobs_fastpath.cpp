@@ -21,28 +21,13 @@
 #include "cups_file.h"
 #include "large_alloc.h"
 #include "loop_run.h"
+#include "test_rng.h"
 
-/* A small deterministic generator: every run tests the same cases. */
-struct Random
-{
-  uint32_t x;
-  explicit Random(uint32_t seed)
-      : x(seed ? seed : 1) {}
-  uint32_t next()
-  {
-    x ^= x << 13;
-    x ^= x >> 17;
-    x ^= x << 5;
-    return x;
-  }
-  uint32_t below(uint32_t n) { return n ? next() % n : 0; }
-};
-
-static std::string randomBytes(Random *r, size_t n)
+static std::string randomBytes(Rng *r, size_t n)
 {
   std::string s(n, '\0');
   for (size_t i = 0; i < n; i++)
-    s[i] = (char)(r->next() >> 24);
+    s[i] = (char)(r->Next() >> 24);
   return s;
 }
 
@@ -69,14 +54,14 @@ typedef void (*ReverseFn)(unsigned char *, const unsigned char *, size_t);
    left alone. */
 static void checkReverse(ReverseFn fn)
 {
-  Random r(12345);
+  Rng r(12345);
   std::vector<unsigned char> src(400), want(400), got(400);
   for (size_t count = 0; count <= 300; count++)
     for (size_t so = 0; so < 16; so++)
     {
       size_t dOff = (count * 7 + so * 5) % 16;
       for (auto &b : src)
-        b = (unsigned char)(r.next() >> 24);
+        b = (unsigned char)(r.Next() >> 24);
       memset(&want[0], 0xA5, want.size());
       memset(&got[0], 0xA5, got.size());
       reverseSimple(&want[dOff], &src[so], count);
@@ -110,12 +95,12 @@ TEST(JobsFastReverse, LongRandomRunsAndKnownBytes)
     EXPECT_EQ(dst[g + 2], g);
   }
   /* Rows of real sizes at random offsets. */
-  Random r(99);
+  Rng r(99);
   for (size_t count : {7440u, 4959u, 14880u, 24u, 48u, 3u})
     for (int round = 0; round < 4; round++)
     {
       std::string s = randomBytes(&r, count + 32);
-      size_t off = r.below(16);
+      size_t off = r.Below(16);
       std::vector<unsigned char> a(count + 16, 0), b(count + 16, 0), c(count + 16, 0);
       reverseSimple(&a[0], (const unsigned char *)s.data() + off, count);
       bitmap_reverse_groups(&b[0], (const unsigned char *)s.data() + off, count);
@@ -217,11 +202,11 @@ TEST(JobsFastReader, LineFillsStopAtTheNewLineAndRowsComeFromTheBlock)
    stream has at that position and the bookkeeping holds throughout. */
 static void randomOperations(_cups_file_s *fp, const std::string &data, uint32_t seed)
 {
-  Random r(seed);
+  Rng r(seed);
   size_t at = 0;
   while (at < data.size())
   {
-    uint32_t op = r.below(10);
+    uint32_t op = r.Below(10);
     size_t n;
     switch (op)
     {
@@ -231,8 +216,8 @@ static void randomOperations(_cups_file_s *fp, const std::string &data, uint32_t
       case 3: /* read about a row */
       case 4: /* read more than a block */
       {
-        n = op <= 2 ? 1 + r.below(5000) : op == 3 ? 7000 + r.below(1000)
-                                                  : CUPS_FILE_AHEAD_SIZE + r.below(100000);
+        n = op <= 2 ? 1 + r.Below(5000) : op == 3 ? 7000 + r.Below(1000)
+                                                  : CUPS_FILE_AHEAD_SIZE + r.Below(100000);
         std::string got(n, '\0');
         int result = cupsFileRead(fp, &got[0], n);
         size_t want = std::min(n, data.size() - at);
@@ -244,7 +229,7 @@ static void randomOperations(_cups_file_s *fp, const std::string &data, uint32_t
       case 5:
       case 6: /* skip */
       {
-        n = r.below(2) ? r.below(9000) : r.below(3 * CUPS_FILE_AHEAD_SIZE);
+        n = r.Below(2) ? r.Below(9000) : r.Below(3 * CUPS_FILE_AHEAD_SIZE);
         unsigned long taken = cups_file_skip(fp, n);
         size_t want = std::min(n, data.size() - at);
         ASSERT_EQ(taken, want) << "skip " << n << " at " << at;
@@ -282,13 +267,13 @@ static void randomOperations(_cups_file_s *fp, const std::string &data, uint32_t
 
 /* Lines of text and binary runs that never contain a new line, ending in
    a text line. */
-static std::string mixedStream(Random *r, size_t size)
+static std::string mixedStream(Rng *r, size_t size)
 {
   std::string s;
   while (s.size() < size)
   {
-    s += "LINE " + std::to_string(r->below(100000)) + "\n";
-    std::string run = randomBytes(r, r->below(20000));
+    s += "LINE " + std::to_string(r->Below(100000)) + "\n";
+    std::string run = randomBytes(r, r->Below(20000));
     for (char &c : run)
       if (c == '\n' || c == '\r' || c == '#' || c == '\0')
         c = 'x';
@@ -301,8 +286,8 @@ TEST(JobsFastReader, RandomOperationsOverAFileMatchTheStream)
 {
   for (uint32_t seed = 1; seed <= 6; seed++)
   {
-    Random r(seed * 7919);
-    std::string data = mixedStream(&r, 3 * CUPS_FILE_AHEAD_SIZE + r.below(100000));
+    Rng r(seed * 7919);
+    std::string data = mixedStream(&r, 3 * CUPS_FILE_AHEAD_SIZE + r.Below(100000));
     FileReader s(data);
     randomOperations(s.fp, data, seed);
   }
@@ -312,16 +297,16 @@ TEST(JobsFastReader, RandomOperationsOverAPipeInPiecesMatchTheStream)
 {
   for (uint32_t seed = 11; seed <= 13; seed++)
   {
-    Random r(seed);
+    Rng r(seed);
     std::string data = mixedStream(&r, 2 * CUPS_FILE_AHEAD_SIZE);
     int fds[2];
     ASSERT_EQ(pipe(fds), 0);
     std::thread writer([&] {
-      Random w(seed + 1000);
+      Rng w(seed + 1000);
       size_t off = 0;
       while (off < data.size())
       {
-        size_t n = std::min<size_t>(data.size() - off, 1 + w.below(20000));
+        size_t n = std::min<size_t>(data.size() - off, 1 + w.Below(20000));
         ssize_t got = write(fds[1], data.data() + off, n);
         if (got <= 0)
           break;
@@ -457,14 +442,14 @@ TEST(JobsFastPage, RandomJobsMatchTheModel)
      and streams that end inside a line's data. */
   for (uint32_t seed = 1; seed <= 40; seed++)
   {
-    Random r(seed * 31);
-    size_t width = 1 + r.below(40), height = 1 + r.below(30), depth = r.below(2) ? 3 : 1;
+    Rng r(seed * 31);
+    size_t width = 1 + r.Below(40), height = 1 + r.Below(30), depth = r.Below(2) ? 3 : 1;
     JobModel model;
     model.allocate(width, height, depth);
     std::string stream = std::string(kLetter) + "RASTER " + std::to_string(width) + " " +
                          std::to_string(height) + " " + std::to_string(depth) + "\n";
-    int pages = 1 + (int)r.below(3);
-    bool cut = r.below(4) == 0;
+    int pages = 1 + (int)r.Below(3);
+    bool cut = r.Below(4) == 0;
     for (int p = 0; p < pages; p++)
     {
       if (p > 0)
@@ -472,10 +457,10 @@ TEST(JobsFastPage, RandomJobsMatchTheModel)
         stream += kLetter;
         model.nLines = 0;
       }
-      size_t lines = r.below((uint32_t)height + 5);
+      size_t lines = r.Below((uint32_t)height + 5);
       for (size_t l = 0; l < lines; l++)
       {
-        size_t n = r.below(4) ? width * depth : r.below((uint32_t)(2 * width * depth + 3));
+        size_t n = r.Below(4) ? width * depth : r.Below((uint32_t)(2 * width * depth + 3));
         std::string data = randomBytes(&r, n);
         for (char &c : data)
           if (c == '\n')
@@ -483,7 +468,7 @@ TEST(JobsFastPage, RandomJobsMatchTheModel)
         stream += "LINE " + std::to_string(n) + "\n";
         if (cut && p == pages - 1 && l == lines - 1 && n > 1)
         {
-          size_t keep = r.below((uint32_t)n);
+          size_t keep = r.Below((uint32_t)n);
           stream += data.substr(0, keep);
           model.line(n, data.substr(0, keep));
           break;
@@ -519,7 +504,7 @@ TEST(JobsFastPage, FullPagesOverManyBlocksAndLaterPagesDropped)
   /* Rows of an A4 line length, enough of them to run over several
      read-ahead blocks; three pages, the later two dropped. */
   size_t width = 2480, height = 120, depth = 3;
-  Random r(4242);
+  Rng r(4242);
   JobModel model;
   model.allocate(width, height, depth);
   std::string stream = std::string(kLetter) + "RASTER 2480 120 3\n";
@@ -563,7 +548,7 @@ TEST(JobsFastPage, OneLineLongerThanABlockIsReadStraightIn)
   size_t width = 700, height = 500, depth = 1;
   size_t size = width * height;
   ASSERT_GT(size, (size_t)CUPS_FILE_AHEAD_SIZE);
-  Random r(77);
+  Rng r(77);
   std::string a = randomBytes(&r, size / 2), b = randomBytes(&r, size / 2 + 2 * CUPS_FILE_AHEAD_SIZE);
   JobModel model;
   model.allocate(width, height, depth);

@@ -18,33 +18,25 @@
 #include "bitmap_send.h"
 #include "page_raster.h"
 #include "loop_run.h"
+#include "test_rng.h"
 
 namespace {
 
 const char kPage[] = "PAGE 0 0 612 792 0 0 0 300 300 0\n";
 
-/* A small deterministic generator, so that a failure names its seed. */
-struct Random
+/* The generator of a test, so that a failure names its seed; seeds are
+   spread over the whole state. */
+Rng generator(uint32_t seed)
 {
-  uint32_t state;
-  explicit Random(uint32_t seed)
-      : state(seed * 2654435761u + 1u) {}
-  uint32_t next()
-  {
-    state ^= state << 13;
-    state ^= state >> 17;
-    state ^= state << 5;
-    return state;
-  }
-  uint32_t below(uint32_t n) { return n ? next() % n : 0; }
-};
+  return Rng(seed * 2654435761u + 1u);
+}
 
 /* n bytes of row data; distinct values so that a byte out of place shows. */
-std::string rowData(Random *r, size_t n)
+std::string rowData(Rng *r, size_t n)
 {
   std::string s(n, '\0');
   for (size_t i = 0; i < n; i++)
-    s[i] = (char)(r->below(4) == 0 ? 0xFF : r->next() & 0xFF);
+    s[i] = (char)(r->Below(4) == 0 ? 0xFF : r->Next() & 0xFF);
   return s;
 }
 
@@ -68,7 +60,7 @@ void expectSameBothWays(const std::string &stream, int perPage, const std::strin
 }
 
 /* A document of whole rows: RASTER w h d, then lines of exactly w x d bytes. */
-std::string regularPage(Random *r, uint32_t w, uint32_t h, uint32_t d, uint32_t lines)
+std::string regularPage(Rng *r, uint32_t w, uint32_t h, uint32_t d, uint32_t lines)
 {
   std::string s = kPage;
   s += "RASTER " + std::to_string(w) + " " + std::to_string(h) + " " + std::to_string(d) + "\n";
@@ -90,7 +82,7 @@ TEST(WireLayout, EveryRowLengthAndPageShape)
       for (uint32_t h : {1u, 7u})
         for (uint32_t lines : {0u, 1u, h, h + 3})
         {
-          Random r(w * 1000 + h * 10 + lines + d);
+          Rng r = generator(w * 1000 + h * 10 + lines + d);
           std::string stream = kHead + regularPage(&r, w, h, d, lines) + kTail;
           expectSameBothWays(stream, 0, "w " + std::to_string(w) + " h " + std::to_string(h) + " d " + std::to_string(d) + " lines " + std::to_string(lines));
         }
@@ -104,7 +96,7 @@ TEST(WireLayout, LaterPagesBothModes)
     for (uint32_t w : {4u, 5u, 6u, 7u})
       for (uint32_t first : {2u, 5u})
       {
-        Random r(w * 31 + first + (uint32_t)perPage);
+        Rng r = generator(w * 31 + first + (uint32_t)perPage);
         std::string stream = kHead + regularPage(&r, w, 5, 3, first) + regularPage(&r, w, 5, 3, 5) +
                              regularPage(&r, w, 5, 3, 3) + kTail;
         expectSameBothWays(stream, perPage, "w " + std::to_string(w) + " first " + std::to_string(first) + " perPage " + std::to_string(perPage));
@@ -122,7 +114,7 @@ TEST(WireLayout, IrregularLinesTurnTheRasterBack)
   for (size_t at = 0; at < h + 2; at++)
     for (size_t n : odd)
     {
-      Random r((uint32_t)(at * 100 + n));
+      Rng r = generator((uint32_t)(at * 100 + n));
       std::string s = std::string(kHead) + kPage + "RASTER 7 6 3\n";
       for (size_t i = 0; i < h + 2; i++)
         s += lineCommand(rowData(&r, i == at ? n : row));
@@ -137,7 +129,7 @@ TEST(WireLayout, IrregularLinesTurnTheRasterBack)
    wire layout again. */
 TEST(WireLayout, FirstLineOfAnotherLength)
 {
-  Random r(7);
+  Rng r = generator(7);
   std::string s = std::string(kHead) + kPage + "RASTER 5 4 3\n" + lineCommand(rowData(&r, 14)) +
                   lineCommand(rowData(&r, 15)) + lineCommand(rowData(&r, 15)) + "ENDPAGE\n" +
                   regularPage(&r, 5, 4, 3, 4) + kTail;
@@ -151,7 +143,7 @@ TEST(WireLayout, InputEndsInsideARow)
 {
   for (uint32_t w : {4u, 5u, 6u})
   {
-    Random r(w);
+    Rng r = generator(w);
     std::string full = std::string(kHead) + kPage + "RASTER " + std::to_string(w) + " 4 3\n";
     for (int i = 0; i < 3; i++)
       full += lineCommand(rowData(&r, (size_t)w * 3));
@@ -166,21 +158,21 @@ TEST(WireLayout, RandomStreams)
 {
   for (uint32_t seed = 1; seed <= 60; seed++)
   {
-    Random r(seed);
+    Rng r = generator(seed);
     std::string s = kHead;
-    uint32_t pages = 1 + r.below(4);
+    uint32_t pages = 1 + r.Below(4);
     for (uint32_t p = 0; p < pages; p++)
     {
-      uint32_t d = r.below(2) ? 3 : 1;
-      uint32_t w = 1 + r.below(30), h = 1 + r.below(12);
+      uint32_t d = r.Below(2) ? 3 : 1;
+      uint32_t w = 1 + r.Below(30), h = 1 + r.Below(12);
       s += kPage;
       s += "RASTER " + std::to_string(w) + " " + std::to_string(h) + " " + std::to_string(d) + "\n";
-      uint32_t lines = r.below(h + 4);
+      uint32_t lines = r.Below(h + 4);
       for (uint32_t i = 0; i < lines; i++)
       {
         size_t n = (size_t)w * d;
-        if (r.below(12) == 0)
-          n = r.below((uint32_t)(3 * n + 5));
+        if (r.Below(12) == 0)
+          n = r.Below((uint32_t)(3 * n + 5));
         s += lineCommand(rowData(&r, n));
       }
       s += "ENDPAGE\n";
@@ -197,7 +189,7 @@ TEST(WireLayout, PagesOfSeveralFragments)
 {
   for (uint32_t w : {2550u, 2551u, 4961u})
   {
-    Random r(w);
+    Rng r = generator(w);
     std::string s = kHead + regularPage(&r, w, 700, w == 4961u ? 1 : 3, 700) +
                     regularPage(&r, w, 700, w == 4961u ? 1 : 3, 650) + kTail;
     expectSameBothWays(s, 1, "w " + std::to_string(w));
@@ -213,7 +205,7 @@ TEST(WireLayout, UnwireGivesTheRowsBack)
   for (uint32_t w : {3u, 4u, 5u, 8u, 10u, 11u})
     for (uint32_t lines : {1u, 3u, 6u})
     {
-      Random r(w * 7 + lines);
+      Rng r = generator(w * 7 + lines);
       std::string s = std::string(kHead) + kPage + "RASTER " + std::to_string(w) + " 6 1\n";
       for (uint32_t i = 0; i < lines; i++)
         s += lineCommand(rowData(&r, w));
@@ -237,7 +229,7 @@ TEST(WireLayout, UnwireGivesTheRowsBack)
    reading them, and takes nothing when they are not all buffered. */
 TEST(WireLayout, TakeDirectAgreesWithRead)
 {
-  Random r(11);
+  Rng r = generator(11);
   std::string data = rowData(&r, 3 * CUPS_FILE_AHEAD_SIZE + 123);
   FileReader reader(data);
   _cups_file_s *fp = reader.fp;
@@ -248,7 +240,7 @@ TEST(WireLayout, TakeDirectAgreesWithRead)
   std::vector<char> buf(9000);
   while (at < data.size())
   {
-    size_t n = 1 + r.below(8999);
+    size_t n = 1 + r.Below(8999);
     const unsigned char *p = cups_file_take_direct(fp, n);
     if (p)
     {
@@ -273,7 +265,7 @@ TEST(WireLayout, TakeDirectAgreesWithRead)
 /* In place, the group reversal gives what it gives between two buffers. */
 TEST(WireLayout, ReversalInPlace)
 {
-  Random r(3);
+  Rng r = generator(3);
   for (size_t n = 0; n < 200; n++)
     for (size_t offset = 0; offset < 4; offset++)
     {

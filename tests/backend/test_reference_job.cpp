@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <regex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,6 +24,7 @@
 #include <gtest/gtest.h>
 #include <lzf.h>
 
+#include "child_process.h"
 #include "stderr_capture.h"
 #include "cups_file.h"
 #include "print_job.h"
@@ -100,32 +102,20 @@ bool loadRecords(const std::string &path, std::vector<RefRecord> *records, std::
     return false;
   }
   records->clear();
-  size_t start = 0;
   int lineNumber = 0;
-  while (start < text.size())
+  for (const std::string &line : splitLines(text))
   {
-    size_t end = text.find('\n', start);
-    if (end == std::string::npos)
-      end = text.size();
-    std::string line = text.substr(start, end - start);
-    start = end + 1;
     lineNumber++;
     if (line.empty() || line[0] == '#')
       continue;
 
     RefRecord rec;
     rec.lineNumber = lineNumber;
-    size_t pos = 0;
     bool first = true;
-    while (pos < line.size())
+    std::istringstream words(line);
+    std::string word;
+    while (words >> word)
     {
-      size_t sp = line.find(' ', pos);
-      if (sp == std::string::npos)
-        sp = line.size();
-      std::string word = line.substr(pos, sp - pos);
-      pos = sp + 1;
-      if (word.empty())
-        continue;
       if (first)
       {
         rec.name = word;

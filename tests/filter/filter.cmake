@@ -2,11 +2,9 @@
 # the paper names, its log lines, hostile inputs, cancelling and failed
 # writes, rows at and beyond the output buffer's size.  The rasters are
 # written by each test with libcups's writer.
-set(FILTER_SUPPORT ${AREA_DIR}/filter_test_support.cpp)
-
 corvane_add_gtest(filter_stream
-  SOURCES ${AREA_DIR}/test_filter_stream.cpp ${FILTER_SUPPORT}
-  LIBS corvane_filter)
+  SOURCES ${AREA_DIR}/test_filter_stream.cpp
+  LIBS corvane_filter corvane_testsupport_filter)
 
 corvane_add_gtest(filter_names
   SOURCES ${AREA_DIR}/test_filter_names.cpp
@@ -14,10 +12,10 @@ corvane_add_gtest(filter_names
 add_dependencies(filter_stream rastertocorvane)
 
 corvane_add_gtest(filter_hostile
-  SOURCES ${AREA_DIR}/test_filter_hostile.cpp ${FILTER_SUPPORT}
-  LIBS corvane_filter)
+  SOURCES ${AREA_DIR}/test_filter_hostile.cpp
+  LIBS corvane_filter corvane_testsupport_filter)
 add_dependencies(filter_hostile rastertocorvane)
 
 corvane_add_gtest(filter_rows
-  SOURCES ${AREA_DIR}/test_filter_rows.cpp ${FILTER_SUPPORT}
-  LIBS corvane_filter)
+  SOURCES ${AREA_DIR}/test_filter_rows.cpp
+  LIBS corvane_filter corvane_testsupport_filter)

@@ -14,7 +14,8 @@
 #include <unistd.h>
 
 #include "child_process.h"
-#include "filter_test_support.h"
+#include "fd_io.h"
+#include "filter_support.h"
 
 namespace {
 
@@ -246,24 +247,10 @@ LiveFilter startFilter(bool closeOutput)
   return f;
 }
 
-/* Reads fd until it ends (bounded by 60 seconds). */
+/* Reads fd until it ends (bounded by 60 seconds of quiet). */
 std::string readAll(int fd)
 {
-  std::string s;
-  char buf[65536];
-  for (;;)
-  {
-    struct pollfd p = {fd, POLLIN, 0};
-    if (poll(&p, 1, 60000) <= 0)
-      break;
-    ssize_t n = read(fd, buf, sizeof(buf));
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-      break;
-    s.append(buf, (size_t)n);
-  }
-  return s;
+  return readFor(fd, SIZE_MAX, 60000);
 }
 
 /* Reads fd until text has appeared (bounded); returns what was read. */
@@ -279,21 +266,6 @@ std::string readUntil(int fd, const std::string &text)
     s += c;
   }
   return s;
-}
-
-bool writeAll(int fd, const std::string &data)
-{
-  size_t off = 0;
-  while (off < data.size())
-  {
-    ssize_t n = write(fd, data.data() + off, data.size() - off);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-      return false;
-    off += (size_t)n;
-  }
-  return true;
 }
 
 TEST(FilterSignals, CancelMidPageEndsWithoutEndPageAndStatusZero)

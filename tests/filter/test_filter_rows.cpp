@@ -15,7 +15,7 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "filter_test_support.h"
+#include "filter_support.h"
 #include "raster_filter.h"
 #include "stream_out.h"
 

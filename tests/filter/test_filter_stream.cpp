@@ -8,7 +8,7 @@
 #include <string.h>
 
 #include "command_value.h"
-#include "filter_test_support.h"
+#include "filter_support.h"
 #include "paper_name.h"
 
 namespace {

@@ -25,6 +25,7 @@
 #include "cupsd_fixture.h"
 #include "socket_sink.h"
 #include "socket_transport.h"
+#include "unix_socket.h"
 
 namespace {
 
@@ -56,13 +57,7 @@ protected:
     struct stat st;
     if (lstat(KIVPRINTER_SOCKET_PATH, &st) == 0 && S_ISSOCK(st.st_mode))
     {
-      int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-      struct sockaddr_un addr = {};
-      addr.sun_family = AF_UNIX;
-      strcpy(addr.sun_path, KIVPRINTER_SOCKET_PATH);
-      bool live = connect(fd, (struct sockaddr *)&addr, sizeof addr) == 0;
-      close(fd);
-      if (live)
+      if (socketPathIsLive(KIVPRINTER_SOCKET_PATH))
         GTEST_SKIP() << "a host application listens on " KIVPRINTER_SOCKET_PATH;
     }
     unlink(KIVPRINTER_SOCKET_PATH);
@@ -93,6 +88,18 @@ protected:
     o.stdinData = input;
     o.timeoutSeconds = 30;
     return runChild(o);
+  }
+
+  /* Expects r to be the run of a job with args whose connection to the
+     host failed with systemText: status 4 and the log up to that line. */
+  static void expectConnectFailed(const ChildResult &r, const std::vector<std::string> &args,
+                                  const char *systemText)
+  {
+    ASSERT_TRUE(r.exited);
+    EXPECT_EQ(r.exitStatus, 4);
+    EXPECT_EQ(normalizeAddresses(r.err), banner((int)args.size() + 1) + lookupLines("Office") +
+                                           nameLine("Office Laser") + copiesLine(args[3]) +
+                                           connectFailedLines("/tmp/kivprinter.sock", systemText));
   }
 
   /* Writes a file in the test directory and returns its path. */
@@ -214,25 +221,18 @@ TEST_F(Driver, CopiesArgumentIsLoggedAsGivenAndIgnored)
 TEST_F(Driver, NoHostListeningEndsWithFourBeforeReadingTheInput)
 {
   off_t consumed = -1;
-  ChildResult r = runWithInputFile({"12", "user1", "report", "1", ""}, kStream, &consumed);
-  ASSERT_TRUE(r.exited);
-  EXPECT_EQ(r.exitStatus, 4);
+  std::vector<std::string> args = {"12", "user1", "report", "1", ""};
+  ChildResult r = runWithInputFile(args, kStream, &consumed);
   EXPECT_EQ(r.out, "");
   EXPECT_EQ(consumed, 0) << "the input was read although there was no host";
-  EXPECT_EQ(normalizeAddresses(r.err),
-            banner(6) + lookupLines("Office") + nameLine("Office Laser") + copiesLine("1") +
-              connectFailedLines("/tmp/kivprinter.sock", "No such file or directory"));
+  expectConnectFailed(r, args, "No such file or directory");
 }
 
 TEST_F(Driver, NoHostListeningWithAFile)
 {
   std::string file = writeFile("job.prn", kStream);
-  ChildResult r = run({"12", "user1", "report", "2", "", file});
-  ASSERT_TRUE(r.exited);
-  EXPECT_EQ(r.exitStatus, 4);
-  EXPECT_EQ(normalizeAddresses(r.err),
-            banner(7) + lookupLines("Office") + nameLine("Office Laser") + copiesLine("2") +
-              connectFailedLines("/tmp/kivprinter.sock", "No such file or directory"));
+  std::vector<std::string> args = {"12", "user1", "report", "2", "", file};
+  expectConnectFailed(run(args), args, "No such file or directory");
 }
 
 TEST_F(Driver, HostPathThatIsNotASocketRefuses)
@@ -240,29 +240,15 @@ TEST_F(Driver, HostPathThatIsNotASocketRefuses)
   int fd = open(KIVPRINTER_SOCKET_PATH, O_WRONLY | O_CREAT | O_EXCL, 0644);
   ASSERT_GE(fd, 0);
   close(fd);
-  ChildResult r = run({"12", "user1", "report", "1", ""}, kStream);
-  ASSERT_TRUE(r.exited);
-  EXPECT_EQ(r.exitStatus, 4);
-  EXPECT_EQ(normalizeAddresses(r.err),
-            banner(6) + lookupLines("Office") + nameLine("Office Laser") + copiesLine("1") +
-              connectFailedLines("/tmp/kivprinter.sock", "Connection refused"));
+  std::vector<std::string> args = {"12", "user1", "report", "1", ""};
+  expectConnectFailed(run(args, kStream), args, "Connection refused");
 }
 
 TEST_F(Driver, HostSocketWithoutListenerRefuses)
 {
-  int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-  ASSERT_GE(fd, 0);
-  struct sockaddr_un addr = {};
-  addr.sun_family = AF_UNIX;
-  strcpy(addr.sun_path, KIVPRINTER_SOCKET_PATH);
-  ASSERT_EQ(bind(fd, (struct sockaddr *)&addr, sizeof addr), 0);
-  close(fd);
-  ChildResult r = run({"12", "user1", "report", "1", ""}, kStream);
-  ASSERT_TRUE(r.exited);
-  EXPECT_EQ(r.exitStatus, 4);
-  EXPECT_EQ(normalizeAddresses(r.err),
-            banner(6) + lookupLines("Office") + nameLine("Office Laser") + copiesLine("1") +
-              connectFailedLines("/tmp/kivprinter.sock", "Connection refused"));
+  ASSERT_TRUE(makeStaleUnixSocket(KIVPRINTER_SOCKET_PATH));
+  std::vector<std::string> args = {"12", "user1", "report", "1", ""};
+  expectConnectFailed(run(args, kStream), args, "Connection refused");
 }
 
 TEST_F(Driver, UnreadableFileNamesTheSystemError)

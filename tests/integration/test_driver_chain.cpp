@@ -29,7 +29,6 @@
 
 namespace {
 
-const char kSocket[] = "/tmp/kivprinter.sock";
 const char kPerPageUri[] = "CorvaneBackend://Corvane/Corvane_Generic_Printer?raster=per-page";
 const double MAX_MEAN_DIFFERENCE = 4.0;
 
@@ -196,7 +195,6 @@ protected:
   static void SetUpTestSuite()
   {
     dir = makeTempDir("driver-chain");
-    waitUntilPathFree(kSocket, 60);
     cupsd = new CupsdFixture;
     CupsdStartOptions options;
     options.backendProgram = std::string(CORVANE_BIN_DIR) + "/CorvaneBackend";
@@ -212,7 +210,7 @@ protected:
     cupsdRunClient(cupsd, {"lpadmin", "-p", "Plain", "-D", "Plain Laser", "-v", CUPSD_FIXTURE_DEFAULT_URI, "-P", ppd, "-E"});
     receiver = new Receiver;
     std::string why;
-    if (!receiverStart(receiver, kSocket, dir + "/received", dir, {}, &why))
+    if (!receiverStartOnFixedPath(receiver, dir, &why))
       fprintf(stderr, "receiver: %s\n", why.c_str());
   }
 

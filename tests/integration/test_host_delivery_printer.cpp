@@ -163,11 +163,7 @@ bool printerStart(FakePrinter *p)
 
 void printerStop(FakePrinter *p)
 {
-  p->stop = true;
-  if (p->thread.joinable())
-    p->thread.join();
-  if (p->listenFd >= 0)
-    close(p->listenFd);
+  stopListener(&p->stop, &p->thread, &p->listenFd, std::string());
 }
 
 class HostPrinterKinds : public ::testing::Test

@@ -16,27 +16,6 @@
 
 namespace {
 
-/* Runs a shell command line with extra environment; returns its result. */
-ChildResult shell(const std::string &command, const std::vector<std::string> &extraEnv, int timeout = 120)
-{
-  ChildOptions o;
-  o.argv = {"/bin/sh", "-c", command};
-  o.env = environmentWithout({"DESTDIR", "PKG_CONFIG_PATH", "PKG_CONFIG_LIBDIR", "PKG_CONFIG_SYSROOT_DIR"});
-  o.env.insert(o.env.end(), extraEnv.begin(), extraEnv.end());
-  o.stdinIsDevNull = true;
-  o.timeoutSeconds = timeout;
-  return runChild(o);
-}
-
-/* Single-quotes text for the shell. */
-std::string quote(const std::string &text)
-{
-  std::string q = "'";
-  for (char ch : text)
-    q += ch == '\'' ? std::string("'\\''") : std::string(1, ch);
-  return q + "'";
-}
-
 /* A value of the build's CMakeCache.txt ("NAME:TYPE=value"), or "". */
 std::string cacheValue(const std::string &name)
 {
@@ -78,9 +57,9 @@ TEST(HostInstall, StagedInstallAndAProgramBuiltWithPkgConfig)
   ASSERT_FALSE(dir.empty());
   std::string stage = dir + "/stage";
   std::string prefix = "/opt/kivtest";
-  ChildResult r = shell(std::string(CORVANE_CMAKE_COMMAND) + " --install " + quote(CORVANE_BUILD_DIR) +
-                          " --prefix " + prefix,
-                        {"DESTDIR=" + stage});
+  ChildResult r = runBuildShell(std::string(CORVANE_CMAKE_COMMAND) + " --install " + shellQuote(CORVANE_BUILD_DIR) +
+                                  " --prefix " + prefix,
+                                {"DESTDIR=" + stage}, 120);
   ASSERT_EQ(r.exitStatus, 0) << r.out << r.err;
 
   std::string root = stage + prefix;
@@ -113,16 +92,16 @@ TEST(HostInstall, StagedInstallAndAProgramBuiltWithPkgConfig)
 
   ASSERT_TRUE(writeFileBytes(dir + "/demo.cpp", kProgram));
   std::string pkgPath = "PKG_CONFIG_PATH=" + libdir + "/pkgconfig";
-  r = shell("pkg-config --cflags --libs kivruntime", {pkgPath});
+  r = runBuildShell("pkg-config --cflags --libs kivruntime", {pkgPath}, 120);
   ASSERT_EQ(r.exitStatus, 0) << r.err;
   EXPECT_EQ(r.out.find("-I" + libdir + "/pkgconfig/../"), 0u) << r.out;
   EXPECT_NE(r.out.find("/include/kivruntime -L" + libdir + "/pkgconfig/../"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find(" -lkivruntime"), std::string::npos) << r.out;
-  r = shell(std::string(CORVANE_CXX_COMPILER) + " " + CORVANE_EXTRA_FLAGS + " -o " + quote(dir + "/demo") +
-              " " + quote(dir + "/demo.cpp") + " $(pkg-config --cflags --libs kivruntime)",
-            {pkgPath});
+  r = runBuildShell(std::string(CORVANE_CXX_COMPILER) + " " + CORVANE_EXTRA_FLAGS + " -o " + shellQuote(dir + "/demo") +
+                      " " + shellQuote(dir + "/demo.cpp") + " $(pkg-config --cflags --libs kivruntime)",
+                    {pkgPath}, 120);
   ASSERT_EQ(r.exitStatus, 0) << r.out << r.err;
-  r = shell(quote(dir + "/demo"), {});
+  r = runBuildShell(shellQuote(dir + "/demo"), {}, 120);
   EXPECT_EQ(r.exitStatus, 0) << r.err;
   EXPECT_EQ(r.out, "50 00 31 00 00 00 (2 characters)\n");
   removeTempDir(dir);

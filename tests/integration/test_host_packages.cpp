@@ -20,32 +20,10 @@
 
 namespace {
 
-/* Runs a shell command line; returns its result. */
-ChildResult shell(const std::string &command, const std::vector<std::string> &extraEnv = {}, int timeout = 600,
-                  const std::string &cwd = std::string())
-{
-  ChildOptions o;
-  o.argv = {"/bin/sh", "-c", command};
-  o.env = environmentWithout({"DESTDIR", "PKG_CONFIG_PATH", "PKG_CONFIG_LIBDIR", "PKG_CONFIG_SYSROOT_DIR"});
-  o.env.insert(o.env.end(), extraEnv.begin(), extraEnv.end());
-  o.stdinIsDevNull = true;
-  o.timeoutSeconds = timeout;
-  o.cwd = cwd;
-  return runChild(o);
-}
-
-std::string quote(const std::string &text)
-{
-  std::string q = "'";
-  for (char ch : text)
-    q += ch == '\'' ? std::string("'\\''") : std::string(1, ch);
-  return q + "'";
-}
-
 /* One control field of a package. */
 std::string field(const std::string &deb, const std::string &name)
 {
-  ChildResult r = shell("dpkg-deb -f " + quote(deb) + " " + name);
+  ChildResult r = runBuildShell("dpkg-deb -f " + shellQuote(deb) + " " + name);
   std::string value = r.out;
   while (!value.empty() && value.back() == '\n')
     value.pop_back();
@@ -56,7 +34,7 @@ std::string field(const std::string &deb, const std::string &name)
 std::map<std::string, std::string> contents(const std::string &deb)
 {
   std::map<std::string, std::string> entries;
-  ChildResult r = shell("dpkg-deb -c " + quote(deb));
+  ChildResult r = runBuildShell("dpkg-deb -c " + shellQuote(deb));
   for (const std::string &line : splitLines(r.out))
   {
     /* -rwxr-xr-x root/root 12345 2026-11-23 17:10 ./usr/bin/x */
@@ -88,12 +66,12 @@ protected:
   static void SetUpTestSuite()
   {
     dir = makeTempDir("host-packages");
-    arch = shell("dpkg --print-architecture").out;
+    arch = runBuildShell("dpkg --print-architecture").out;
     while (!arch.empty() && arch.back() == '\n')
       arch.pop_back();
-    made = shell(quote(CORVANE_CPACK_COMMAND) + " -G DEB -B " + quote(dir + "/debs") + " --config " +
-                   quote(std::string(CORVANE_BUILD_DIR) + "/CPackConfig.cmake"),
-                 {}, 900, CORVANE_BUILD_DIR);
+    made = runBuildShell(shellQuote(CORVANE_CPACK_COMMAND) + " -G DEB -B " + shellQuote(dir + "/debs") + " --config " +
+                           shellQuote(std::string(CORVANE_BUILD_DIR) + "/CPackConfig.cmake"),
+                         {}, 900, CORVANE_BUILD_DIR);
   }
 
   static void TearDownTestSuite() { removeTempDir(dir); }
@@ -178,7 +156,7 @@ TEST_F(HostPackages, EachPackageHoldsItsFiles)
 TEST_F(HostPackages, TheHostPackagesConffileAndMaintainerScripts)
 {
   std::string control = dir + "/host-control";
-  ChildResult r = shell("dpkg-deb -e " + quote(deb("kivprinter-host")) + " " + quote(control));
+  ChildResult r = runBuildShell("dpkg-deb -e " + shellQuote(deb("kivprinter-host")) + " " + shellQuote(control));
   ASSERT_EQ(r.exitStatus, 0) << r.err;
   EXPECT_EQ(readFileText(control + "/conffiles"), "/etc/default/kivprinter-host\n");
   for (const char *script : {"postinst", "prerm", "postrm"})
@@ -187,7 +165,7 @@ TEST_F(HostPackages, TheHostPackagesConffileAndMaintainerScripts)
     struct stat st;
     ASSERT_EQ(stat(path.c_str(), &st), 0) << script;
     EXPECT_EQ(st.st_mode & 0777, 0755u) << script;
-    EXPECT_EQ(shell("sh -n " + quote(path)).exitStatus, 0) << script;
+    EXPECT_EQ(runBuildShell("sh -n " + shellQuote(path)).exitStatus, 0) << script;
   }
   std::string postinst = readFileText(control + "/postinst");
   EXPECT_NE(postinst.find("systemd-tmpfiles --create kivprinter-host.conf"), std::string::npos);
@@ -198,17 +176,17 @@ TEST_F(HostPackages, UnpackedProgramsRunFromTheirInstalledPaths)
 {
   std::string root = dir + "/root";
   for (const char *package : {"corvane-backend", "kivprinter-host", "libkivruntime-dev"})
-    ASSERT_EQ(shell("dpkg-deb -x " + quote(deb(package)) + " " + quote(root)).exitStatus, 0) << package;
+    ASSERT_EQ(runBuildShell("dpkg-deb -x " + shellQuote(deb(package)) + " " + shellQuote(root)).exitStatus, 0) << package;
 
-  ChildResult r = shell(quote(root + "/usr/bin/kivprinter-host") + " --help");
+  ChildResult r = runBuildShell(shellQuote(root + "/usr/bin/kivprinter-host") + " --help");
   EXPECT_EQ(r.exitStatus, 0) << r.err;
   EXPECT_EQ(r.out.compare(0, 31, "usage: kivprinter-host [options"), 0) << r.out;
   EXPECT_NE(r.out.find("  -f, --forward URI "), std::string::npos) << r.out;
-  r = shell(quote(root + "/usr/bin/kivprinter-mkstream") + " --help");
+  r = runBuildShell(shellQuote(root + "/usr/bin/kivprinter-mkstream") + " --help");
   EXPECT_EQ(r.exitStatus, 0) << r.err;
   EXPECT_EQ(r.out.compare(0, 34, "usage: kivprinter-mkstream [option"), 0) << r.out;
   /* The backend with a wrong number of arguments: its usage, status 4. */
-  r = shell(quote(root + "/usr/lib/cups/backend/CorvaneBackend") + " 1 2");
+  r = runBuildShell(shellQuote(root + "/usr/lib/cups/backend/CorvaneBackend") + " 1 2");
   EXPECT_EQ(r.exitStatus, 4);
 
   /* The service runs the installed program on the spool, with the options
@@ -237,13 +215,13 @@ TEST_F(HostPackages, UnpackedProgramsRunFromTheirInstalledPaths)
   unpacked.replace(at, 19, "ExecStart=" + root + "/usr/bin/");
   ASSERT_TRUE(writeFileBytes(units + "/kivprinter-host.service", unpacked));
   ASSERT_TRUE(writeFileBytes(units + "/kivprinter-host.socket", socket));
-  r = shell("systemd-analyze verify " + quote(units + "/kivprinter-host.socket") + " " +
-            quote(units + "/kivprinter-host.service"));
+  r = runBuildShell("systemd-analyze verify " + shellQuote(units + "/kivprinter-host.socket") + " " +
+                    shellQuote(units + "/kivprinter-host.service"));
   EXPECT_EQ(r.exitStatus, 0) << r.out << r.err;
   EXPECT_EQ(r.out + r.err, "");
 
   /* The library from the package, found through its pkg-config file. */
-  r = shell("pkg-config --cflags --libs kivruntime", {"PKG_CONFIG_PATH=" + root + "/usr/lib/pkgconfig"});
+  r = runBuildShell("pkg-config --cflags --libs kivruntime", {"PKG_CONFIG_PATH=" + root + "/usr/lib/pkgconfig"});
   EXPECT_EQ(r.exitStatus, 0) << r.err;
   EXPECT_NE(r.out.find("/include/kivruntime -L" + root + "/usr/lib/pkgconfig/../"), std::string::npos) << r.out;
 }
@@ -252,9 +230,9 @@ TEST(HostServiceInstall, CmakeInstallPutsTheUnitsWhereSystemdReadsThem)
 {
   std::string dir = makeTempDir("host-units");
   std::string stage = dir + "/stage";
-  ChildResult r = shell(quote(CORVANE_CMAKE_COMMAND) + " --install " + quote(CORVANE_BUILD_DIR) +
-                          " --prefix /opt/kivtest --component host",
-                        {"DESTDIR=" + stage});
+  ChildResult r = runBuildShell(shellQuote(CORVANE_CMAKE_COMMAND) + " --install " + shellQuote(CORVANE_BUILD_DIR) +
+                                  " --prefix /opt/kivtest --component host",
+                                {"DESTDIR=" + stage});
   ASSERT_EQ(r.exitStatus, 0) << r.out << r.err;
   std::string service = readFileText(stage + CORVANE_UNIT_DIR + "/kivprinter-host.service");
   EXPECT_NE(service.find("\nExecStart=/opt/kivtest/bin/kivprinter-host --out /var/spool/kivprinter "

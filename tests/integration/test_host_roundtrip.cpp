@@ -17,18 +17,18 @@
 #include "cupsd_fixture.h"
 #include "stream_writer.h"
 #include "host_support.h"
+#include "receiver_test.h"
 
 namespace {
 
-const char kSocket[] = "/tmp/kivprinter.sock";
-
-class HostRoundTrip : public ::testing::Test
+class HostRoundTrip : public FixedPathReceiverTest
 {
 protected:
   static CupsdFixture *cupsd;
-  std::string dir;
-  Receiver r;
   unsigned jobs = 0;
+
+  HostRoundTrip()
+      : FixedPathReceiverTest("host-trip", 20) {}
 
   static void SetUpTestSuite()
   {
@@ -40,20 +40,7 @@ protected:
   void SetUp() override
   {
     ASSERT_NE(cupsd, nullptr) << cupsdLastError();
-    dir = makeTempDir("host-trip");
-    /* A socket file left after a minute is stale: the receiver replaces it. */
-    waitUntilPathFree(kSocket, 60);
-    std::string why;
-    ASSERT_TRUE(receiverStart(&r, kSocket, dir + "/received", dir, {}, &why)) << why;
-  }
-
-  void TearDown() override
-  {
-    if (r.pid > 0)
-    {
-      EXPECT_EQ(receiverStop(&r, SIGTERM, 20), 0);
-    }
-    removeTempDir(dir);
+    FixedPathReceiverTest::SetUp();
   }
 
   /* Prints image with the settings through the backend and returns the

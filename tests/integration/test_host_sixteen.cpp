@@ -19,10 +19,10 @@
 #include "cupsd_fixture.h"
 #include "stream_writer.h"
 #include "host_support.h"
+#include "receiver_test.h"
 
 namespace {
 
-const char kSocket[] = "/tmp/kivprinter.sock";
 const int kJobs = 16;
 
 struct SixteenJobs
@@ -82,30 +82,11 @@ void expectAllExact(const std::string &out, const SixteenJobs &jobs)
   }
 }
 
-class HostSixteen : public ::testing::Test
+class HostSixteen : public FixedPathReceiverTest
 {
 protected:
-  std::string dir;
-  Receiver r;
-
-  void SetUp() override
-  {
-    dir = makeTempDir("host-sixteen");
-    ASSERT_FALSE(dir.empty());
-    /* A socket file left after a minute is stale: the receiver replaces it. */
-    waitUntilPathFree(kSocket, 60);
-    std::string why;
-    ASSERT_TRUE(receiverStart(&r, kSocket, dir + "/received", dir, {}, &why)) << why;
-  }
-
-  void TearDown() override
-  {
-    if (r.pid > 0)
-    {
-      EXPECT_EQ(receiverStop(&r, SIGTERM, 30), 0);
-    }
-    removeTempDir(dir);
-  }
+  HostSixteen()
+      : FixedPathReceiverTest("host-sixteen", 30) {}
 };
 
 } // namespace

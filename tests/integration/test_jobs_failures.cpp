@@ -45,20 +45,12 @@ static std::string brokenPipeLine()
 static JobRun pacedJob(const std::string &first, size_t closeAfter, const std::string &second)
 {
   JobRun run;
-  CupsdFixture *cupsd = jobsScheduler();
-  if (!cupsd)
-  {
-    ADD_FAILURE() << "no scheduler: " << cupsdLastError();
-    return run;
-  }
   SocketSink sink;
   SinkOptions so;
   so.closeAfterBytes = closeAfter;
-  if (!sinkStart(&sink, KIVPRINTER_SOCKET_PATH, so))
-  {
-    ADD_FAILURE() << "cannot listen";
+  CupsdFixture *cupsd = jobHostStart(&sink, so);
+  if (!cupsd)
     return run;
-  }
   std::string dir = makeTempDir("corvane-paced");
   int fds[2];
   if (pipe(fds) != 0)

@@ -18,6 +18,7 @@
 #include "child_process.h"
 #include "cupsd_fixture.h"
 #include "ipp_responder.h"
+#include "unix_socket.h"
 
 namespace {
 
@@ -63,17 +64,24 @@ protected:
 
 CupsdFixture *SchedulerLookup::cupsd = nullptr;
 
-TEST(BackendWithoutPrinter, ListsNothingAndEndsWithFour)
+/* Runs the backend with args and no PRINTER; expects it to end with
+   status 4 after the lookup, having written nothing to stdout. */
+void expectEndsWithoutPrinter(const std::vector<std::string> &args)
 {
   ChildOptions o;
-  o.argv = backendArgv({});
+  o.argv = backendArgv(args);
   o.env = environmentWithout({"PRINTER"});
   o.stdinIsDevNull = true;
   ChildResult r = runChild(o);
   ASSERT_TRUE(r.exited);
   EXPECT_EQ(r.exitStatus, 4);
   EXPECT_EQ(r.out, "");
-  EXPECT_EQ(r.err, banner(1) + lookupLines(nullptr) + nameLine(nullptr));
+  EXPECT_EQ(r.err, banner((int)args.size() + 1) + lookupLines(nullptr) + nameLine(nullptr));
+}
+
+TEST(BackendWithoutPrinter, ListsNothingAndEndsWithFour)
+{
+  expectEndsWithoutPrinter({});
 }
 
 TEST(BackendWithoutPrinter, NameCheckComesBeforeTheArgumentCheck)
@@ -83,15 +91,8 @@ TEST(BackendWithoutPrinter, NameCheckComesBeforeTheArgumentCheck)
        {std::vector<std::string>{"1"}, std::vector<std::string>{"1", "u", "t", "1", ""},
         std::vector<std::string>{"1", "u", "t", "1", "", "/nonexistent/file"}})
   {
-    ChildOptions o;
-    o.argv = backendArgv(args);
-    o.env = environmentWithout({"PRINTER"});
-    o.stdinIsDevNull = true;
-    ChildResult r = runChild(o);
-    ASSERT_TRUE(r.exited);
-    EXPECT_EQ(r.exitStatus, 4);
-    EXPECT_EQ(r.out, "");
-    EXPECT_EQ(r.err, banner((int)args.size() + 1) + lookupLines(nullptr) + nameLine(nullptr));
+    SCOPED_TRACE(args.size());
+    expectEndsWithoutPrinter(args);
   }
 }
 
@@ -231,15 +232,8 @@ TEST_F(SchedulerLookup, StoppedSchedulerIsNotReachable)
   struct stat st;
   EXPECT_NE(stat(dir.c_str(), &st), 0) << "the fixture left its directory behind";
 
-  ChildOptions o;
-  o.argv = backendArgv({});
-  o.env = environmentWithout({"PRINTER", "CUPS_SERVER"});
-  o.env.push_back("CUPS_SERVER=" + socketPath);
-  o.env.push_back("PRINTER=Office");
-  o.stdinIsDevNull = true;
-  double start = monotonicNow();
-  ChildResult r = runChild(o);
-  double elapsed = monotonicNow() - start;
+  double elapsed = 0;
+  ChildResult r = runLookup(socketPath, "Office", 60, &elapsed);
   ASSERT_TRUE(r.exited);
   EXPECT_EQ(r.exitStatus, 4);
   EXPECT_LT(elapsed, 5.0);
@@ -251,19 +245,7 @@ TEST_F(SchedulerLookup, StoppedSchedulerIsNotReachable)
 /* Runs the backend without arguments against CUPS_SERVER=server. */
 ChildResult runAgainst(const std::string &server, const char *printer, double *elapsed = nullptr)
 {
-  ChildOptions o;
-  o.argv = backendArgv({});
-  o.env = environmentWithout({"PRINTER", "CUPS_SERVER", "CUPS_ENCRYPTION", "IPP_PORT"});
-  o.env.push_back("CUPS_SERVER=" + server);
-  if (printer)
-    o.env.push_back(std::string("PRINTER=") + printer);
-  o.stdinIsDevNull = true;
-  o.timeoutSeconds = 60;
-  double start = monotonicNow();
-  ChildResult r = runChild(o);
-  if (elapsed)
-    *elapsed = monotonicNow() - start;
-  return r;
+  return runLookup(server, printer, 60, elapsed);
 }
 
 /* A temporary directory per test for sockets and files. */
@@ -310,13 +292,7 @@ TEST_F(Unreachable, ConnectionRefusedByStaleSocket)
 {
   /* A socket file whose listener is gone refuses connections. */
   std::string path = dir + "/stale.sock";
-  int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-  ASSERT_GE(fd, 0);
-  struct sockaddr_un addr = {};
-  addr.sun_family = AF_UNIX;
-  snprintf(addr.sun_path, sizeof addr.sun_path, "%s", path.c_str());
-  ASSERT_EQ(bind(fd, (struct sockaddr *)&addr, sizeof addr), 0);
-  close(fd);
+  ASSERT_TRUE(makeStaleUnixSocket(path));
   expectPromptFailure(path);
 }
 

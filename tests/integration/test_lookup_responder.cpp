@@ -64,18 +64,7 @@ protected:
   {
     EXPECT_TRUE(responderStart(&responder, dir + "/ipp.sock", m, mode));
     started = true;
-    ChildOptions o;
-    o.argv = backendArgv({});
-    o.env = environmentWithout({"PRINTER", "CUPS_SERVER", "CUPS_ENCRYPTION", "IPP_PORT"});
-    o.env.push_back("CUPS_SERVER=" + dir + "/ipp.sock");
-    o.env.push_back(std::string("PRINTER=") + printer);
-    o.stdinIsDevNull = true;
-    o.timeoutSeconds = 90;
-    double start = monotonicNow();
-    ChildResult r = runChild(o);
-    if (elapsed)
-      *elapsed = monotonicNow() - start;
-    return r;
+    return runLookup(dir + "/ipp.sock", printer, 90, elapsed);
   }
 
   /* The run found description and listed it. */

@@ -16,30 +16,11 @@
 #include <string>
 #include <vector>
 
+#include "convert_guards.h"
+
 namespace {
 
-template <class U>
-U Guard();
-template <>
-char Guard<char>()
-{
-  return (char)(unsigned char)0xA5;
-}
-template <>
-wchar_t Guard<wchar_t>()
-{
-  return (wchar_t)0x5EADBEEF;
-}
-template <>
-unsigned int Guard<unsigned int>()
-{
-  return 0xDEADBEEFu;
-}
-template <>
-unsigned short Guard<unsigned short>()
-{
-  return (unsigned short)0xA5A5;
-}
+using convert_test::Guard;
 
 template <class U>
 using Items = std::vector<std::vector<U>>;

@@ -27,9 +27,9 @@ unsigned int Join(Buf<C> &b, unsigned int cap, const char *base, const char *rel
   std::basic_string<C> bs = base ? S<C>(base) : std::basic_string<C>();
   std::basic_string<C> rs = rel ? S<C>(rel) : std::basic_string<C>();
   StderrCapture cap2;
-  cap2.Start();
+  cap2.begin();
   unsigned int r = KivStrPath(b.p(), cap, base ? bs.c_str() : nullptr, rel ? rs.c_str() : nullptr);
-  std::string err = cap2.Stop();
+  std::string err = cap2.end();
   if (quiet)
   {
     EXPECT_EQ("", err) << "base=" << (base ? base : "(null)") << " rel=" << (rel ? rel : "(null)");
@@ -224,10 +224,10 @@ TYPED_TEST(EditPath, DotNamesAreOrdinaryNames)
   {
     Buf<C> b(64);
     StderrCapture err;
-    err.Start();
+    err.begin();
     unsigned int r = KivStrPath(b.p(), 64, c.base ? S<C>(c.base).c_str() : nullptr,
                                 c.rel ? S<C>(c.rel).c_str() : nullptr);
-    std::string said = err.Stop();
+    std::string said = err.end();
     EXPECT_EQ(S<C>(c.want), b.Str()) << c.rel;
     EXPECT_EQ(strlen(c.want), r) << c.rel;
     EXPECT_EQ(kAssertLine, said) << c.rel;
@@ -287,7 +287,7 @@ void FuzzPath(uint32_t seed)
   Rng rng(seed);
   const char *prefixes[] = {"", "", "", "/", "file://", "C:\\", "..", "./"};
   StderrCapture quiet;
-  quiet.Start(); /* dot names report themselves; keep the log short */
+  quiet.begin(); /* dot names report themselves; keep the log short */
   for (int round = 0; round < 3000; round++)
   {
     std::string base = std::string(prefixes[rng.Below(8)]) + rng.Pick("ab./\\", 14);
@@ -312,12 +312,12 @@ void FuzzPath(uint32_t seed)
       ok = ok && rs == rn + 1 && (cap == 0 ? s.Untouched() : out.compare(0, cap - 1, s.Str()) == 0);
     if (!ok)
     {
-      quiet.Stop();
+      quiet.end();
       FAIL() << "base=" << (bp ? base : "(null)") << " rel=" << (rp ? rel : "(null)") << " out=" << out
              << " rn=" << rn << " rw=" << rw << " cap=" << cap << " rs=" << rs;
     }
   }
-  quiet.Stop();
+  quiet.end();
 }
 
 } // namespace

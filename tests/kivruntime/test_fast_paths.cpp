@@ -33,6 +33,8 @@
 #include <string>
 #include <vector>
 
+#include "test_rng.h"
+
 #if defined(KIV_TEST_PORTABLE)
 #define FAST_SUITE KivFastPathsPortable
 /* Set before main, hence before the library's first call. */
@@ -49,23 +51,6 @@ static struct PortablePaths
 #endif
 
 namespace {
-
-/* Deterministic pseudo-random numbers (xorshift), so that a failure can be
- * repeated. */
-struct Rng
-{
-  uint32_t s;
-  explicit Rng(uint32_t seed)
-      : s(seed) {}
-  uint32_t Next()
-  {
-    s ^= s << 13;
-    s ^= s >> 17;
-    s ^= s << 5;
-    return s;
-  }
-  uint32_t Below(uint32_t n) { return Next() % n; }
-};
 
 /* Sets a locale for the life of the object and puts the previous one
  * back. */

@@ -22,47 +22,12 @@
 #include <string>
 #include <vector>
 
+#include "convert_guards.h"
+#include "test_rng.h"
+
 namespace {
 
-/* Deterministic pseudo-random numbers (xorshift), so that a failure can
- * be repeated. */
-struct Rng
-{
-  uint32_t s;
-  explicit Rng(uint32_t seed)
-      : s(seed) {}
-  uint32_t Next()
-  {
-    s ^= s << 13;
-    s ^= s >> 17;
-    s ^= s << 5;
-    return s;
-  }
-  uint32_t Below(uint32_t n) { return Next() % n; }
-};
-
-template <class U>
-U Guard();
-template <>
-char Guard<char>()
-{
-  return (char)(unsigned char)0xA5;
-}
-template <>
-wchar_t Guard<wchar_t>()
-{
-  return (wchar_t)0x5EADBEEF;
-}
-template <>
-unsigned int Guard<unsigned int>()
-{
-  return 0xDEADBEEFu;
-}
-template <>
-unsigned short Guard<unsigned short>()
-{
-  return (unsigned short)0xA5A5;
-}
+using convert_test::Guard;
 
 /* The bounded-writer outcome for a complete output made of items (each
  * item written whole or not at all): the expected result and stored text

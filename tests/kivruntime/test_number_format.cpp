@@ -18,18 +18,9 @@
 
 #include <functional>
 
-/* In test_number_check.cpp. */
-void expectFormatBoth(const std::function<unsigned int(char *, unsigned int)> &narrow,
-                      const std::function<unsigned int(wchar_t *, unsigned int)> &wide, const std::string &expected);
+#include "kiv_number_checks.h"
 
 namespace {
-
-/* f is a generic lambda (auto* dest, unsigned int capacity). */
-template <class F>
-void expectFormat(F f, const std::string &expected)
-{
-  expectFormatBoth(f, f, expected);
-}
 
 TEST(KivNumberFormat, Long2StrNegativeInRadix16IsTwosComplement)
 {

@@ -29,38 +29,10 @@
 
 #include "socket_transport.h"
 
+#include "fd_io.h"
+#include "stderr_capture.h"
+
 namespace {
-
-/* Sends standard error to a temporary file for the duration of a call and
-   gives back what was written there. */
-struct StderrCapture
-{
-  int saved = -1;
-  FILE *file = nullptr;
-
-  void begin()
-  {
-    fflush(stderr);
-    file = tmpfile();
-    saved = dup(2);
-    dup2(fileno(file), 2);
-  }
-
-  std::string end()
-  {
-    fflush(stderr);
-    dup2(saved, 2);
-    close(saved);
-    std::string text;
-    rewind(file);
-    char buf[4096];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, file)) > 0)
-      text.append(buf, n);
-    fclose(file);
-    return text;
-  }
-};
 
 /* A recognisable byte pattern of the given length. */
 std::string pattern(size_t length)
@@ -230,21 +202,7 @@ void smallBufferPair(int sv[2])
    comes for two seconds. */
 std::string readAll(int fd, size_t length)
 {
-  std::string out;
-  char buf[65536];
-  while (out.size() < length)
-  {
-    struct pollfd p = {fd, POLLIN, 0};
-    if (poll(&p, 1, 2000) <= 0)
-      break;
-    ssize_t n = read(fd, buf, sizeof buf);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-      break;
-    out.append(buf, (size_t)n);
-  }
-  return out;
+  return readFor(fd, length, 2000);
 }
 
 TEST(SocketWrite, ShortWriteIsContinuedWithTheRestOfTheChunk)

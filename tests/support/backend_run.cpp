@@ -177,3 +177,23 @@ double monotonicNow()
   clock_gettime(CLOCK_MONOTONIC, &ts);
   return ts.tv_sec + ts.tv_nsec / 1e9;
 }
+
+/*
+ * 'runLookup()' - Run the backend's printer lookup against a scheduler.
+ */
+ChildResult runLookup(const std::string &server, const char *printer, int timeoutSeconds, double *elapsed)
+{
+  ChildOptions o;
+  o.argv = backendArgv({});
+  o.env = environmentWithout({"PRINTER", "CUPS_SERVER", "CUPS_ENCRYPTION", "IPP_PORT"});
+  o.env.push_back("CUPS_SERVER=" + server);
+  if (printer)
+    o.env.push_back(std::string("PRINTER=") + printer);
+  o.stdinIsDevNull = true;
+  o.timeoutSeconds = timeoutSeconds;
+  double start = monotonicNow();
+  ChildResult r = runChild(o);
+  if (elapsed)
+    *elapsed = monotonicNow() - start;
+  return r;
+}

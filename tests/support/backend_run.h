@@ -53,6 +53,12 @@ void waitSpawned(pid_t pid, int timeoutSeconds, const std::string &outPath,
                  const std::string &errPath, ChildResult *result);
 
 
+/* Runs the backend without arguments (the printer lookup) against the
+   scheduler at server, with PRINTER=printer (none when null) and none of
+   the caller's CUPS settings; *elapsed (when given) gets its run time. */
+ChildResult runLookup(const std::string &server, const char *printer, int timeoutSeconds,
+                      double *elapsed = nullptr);
+
 /* Seconds on a monotonic clock. */
 double monotonicNow();
 

@@ -21,6 +21,21 @@ static double monotonicSeconds()
   return ts.tv_sec + ts.tv_nsec / 1e9;
 }
 
+/* Appends what one read of *fd gives to *text; at its end (or on an
+   error other than EINTR or EAGAIN) closes it and sets *fd to -1. */
+static void collectOutput(int *fd, std::string *text)
+{
+  char buf[65536];
+  ssize_t got = read(*fd, buf, sizeof buf);
+  if (got > 0)
+    text->append(buf, (size_t)got);
+  else if (got == 0 || (errno != EINTR && errno != EAGAIN))
+  {
+    close(*fd);
+    *fd = -1;
+  }
+}
+
 ChildResult runChild(const ChildOptions &options)
 {
   ChildResult result;
@@ -127,29 +142,10 @@ ChildResult runChild(const ChildOptions &options)
         inFd = -1;
       }
     }
-    char buf[65536];
     if (outIdx >= 0 && fds[outIdx].revents)
-    {
-      ssize_t got = read(outFd, buf, sizeof buf);
-      if (got > 0)
-        result.out.append(buf, (size_t)got);
-      else if (got == 0 || (errno != EINTR && errno != EAGAIN))
-      {
-        close(outFd);
-        outFd = -1;
-      }
-    }
+      collectOutput(&outFd, &result.out);
     if (errIdx >= 0 && fds[errIdx].revents)
-    {
-      ssize_t got = read(errFd, buf, sizeof buf);
-      if (got > 0)
-        result.err.append(buf, (size_t)got);
-      else if (got == 0 || (errno != EINTR && errno != EAGAIN))
-      {
-        close(errFd);
-        errFd = -1;
-      }
-    }
+      collectOutput(&errFd, &result.err);
   }
   if (inFd >= 0)
     close(inFd);
@@ -212,4 +208,59 @@ std::vector<char *> execArray(const std::vector<std::string> &strings)
     array.push_back(const_cast<char *>(s.c_str()));
   array.push_back(nullptr);
   return array;
+}
+
+/*
+ * 'runBuildShell()' - Run a command line under /bin/sh without the
+ * caller's install settings.
+ */
+ChildResult runBuildShell(const std::string &command, const std::vector<std::string> &extraEnv, int timeout,
+                          const std::string &cwd)
+{
+  ChildOptions o;
+  o.argv = {"/bin/sh", "-c", command};
+  o.env = environmentWithout({"DESTDIR", "PKG_CONFIG_PATH", "PKG_CONFIG_LIBDIR", "PKG_CONFIG_SYSROOT_DIR"});
+  o.env.insert(o.env.end(), extraEnv.begin(), extraEnv.end());
+  o.stdinIsDevNull = true;
+  o.timeoutSeconds = timeout;
+  o.cwd = cwd;
+  return runChild(o);
+}
+
+/*
+ * 'shellQuote()' - Single-quote text for the shell.
+ */
+std::string shellQuote(const std::string &text)
+{
+  std::string q = "'";
+  for (char ch : text)
+    q += ch == '\'' ? std::string("'\\''") : std::string(1, ch);
+  return q + "'";
+}
+
+/*
+ * 'spawnWithLogs()' - Start a program in the background with its output
+ * in log files.
+ */
+pid_t spawnWithLogs(const std::vector<std::string> &args, const std::string &outLog, const std::string &errLog,
+                    const std::function<void()> &inChild)
+{
+  std::vector<char *> argv = execArray(args);
+  pid_t pid = fork();
+  if (pid == 0)
+  {
+    int nul = open("/dev/null", O_RDWR);
+    int out = open(outLog.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    int err = errLog.empty() ? nul : open(errLog.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (nul < 0 || out < 0 || err < 0)
+      _exit(127);
+    dup2(nul, 0);
+    dup2(out, 1);
+    dup2(err, 2);
+    if (inChild)
+      inChild();
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+  return pid;
 }

@@ -6,6 +6,9 @@
 #ifndef CORVANE_TEST_CHILD_PROCESS_H
 #define CORVANE_TEST_CHILD_PROCESS_H
 
+#include <sys/types.h>
+
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -40,5 +43,22 @@ std::vector<std::string> splitLines(const std::string &text);
 
 /* The environment of this process minus the listed names, as "K=V" strings. */
 std::vector<std::string> environmentWithout(const std::vector<std::string> &names);
+
+/* Starts args[0] with args in the background: stdin from /dev/null,
+   stdout to outLog, stderr to errLog (empty: /dev/null); inChild, when
+   given, runs in the child just before exec (descriptors, environment).
+   Returns the child's pid, or -1 when fork fails; a child that cannot open
+   its logs or exec exits with status 127. */
+pid_t spawnWithLogs(const std::vector<std::string> &args, const std::string &outLog, const std::string &errLog,
+                    const std::function<void()> &inChild = nullptr);
+
+/* Runs a shell command line as the install and packaging tests do: no
+   DESTDIR or pkg-config settings of the caller's, extraEnv added, stdin
+   from /dev/null, in cwd (when given); returns its result. */
+ChildResult runBuildShell(const std::string &command, const std::vector<std::string> &extraEnv = {},
+                          int timeout = 600, const std::string &cwd = std::string());
+
+/* text single-quoted for the shell. */
+std::string shellQuote(const std::string &text);
 
 #endif

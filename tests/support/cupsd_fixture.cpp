@@ -6,6 +6,7 @@
 
 #include "child_process.h"
 #include "test_files.h"
+#include "unix_socket.h"
 
 #include <dirent.h>
 #include <errno.h>
@@ -230,31 +231,19 @@ static bool writeConfiguration(CupsdFixture *fixture, const CupsdStartOptions &o
    within waitMillis. */
 static bool socketAnswers(const std::string &path, int waitMillis)
 {
-  int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  int fd = connectUnix(path);
   if (fd < 0)
     return false;
-  struct sockaddr_un addr;
-  memset(&addr, 0, sizeof addr);
-  addr.sun_family = AF_UNIX;
-  if (path.size() >= sizeof addr.sun_path)
-  {
-    close(fd);
-    return false;
-  }
-  memcpy(addr.sun_path, path.c_str(), path.size() + 1);
   bool ok = false;
-  if (connect(fd, (struct sockaddr *)&addr, sizeof addr) == 0)
+  static const char request[] = "GET / HTTP/1.0\r\nHost: localhost\r\n\r\n";
+  if (send(fd, request, sizeof request - 1, MSG_NOSIGNAL) == (ssize_t)(sizeof request - 1))
   {
-    static const char request[] = "GET / HTTP/1.0\r\nHost: localhost\r\n\r\n";
-    if (send(fd, request, sizeof request - 1, MSG_NOSIGNAL) == (ssize_t)(sizeof request - 1))
+    struct pollfd p = {fd, POLLIN, 0};
+    char buf[16];
+    if (poll(&p, 1, waitMillis) == 1)
     {
-      struct pollfd p = {fd, POLLIN, 0};
-      char buf[16];
-      if (poll(&p, 1, waitMillis) == 1)
-      {
-        ssize_t n = recv(fd, buf, sizeof buf, 0);
-        ok = n >= 5 && memcmp(buf, "HTTP/", 5) == 0;
-      }
+      ssize_t n = recv(fd, buf, sizeof buf, 0);
+      ok = n >= 5 && memcmp(buf, "HTTP/", 5) == 0;
     }
   }
   close(fd);

@@ -29,6 +29,7 @@
 #include "socket_sink.h"
 #include "socket_transport.h"
 #include "test_files.h"
+#include "unix_socket.h"
 
 /* ---- the scheduler ---- */
 
@@ -385,20 +386,9 @@ bool closingHostStart(ClosingHost *h, const std::string &path, size_t limit)
 {
   h->path = path;
   h->limit = limit;
-  h->listenFd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  h->listenFd = listenUnix(path, 4);
   if (h->listenFd < 0)
     return false;
-  struct sockaddr_un addr;
-  memset(&addr, 0, sizeof addr);
-  addr.sun_family = AF_UNIX;
-  strncpy(addr.sun_path, path.c_str(), sizeof addr.sun_path - 1);
-  unlink(path.c_str());
-  if (bind(h->listenFd, (struct sockaddr *)&addr, sizeof addr) != 0 || listen(h->listenFd, 4) != 0)
-  {
-    close(h->listenFd);
-    h->listenFd = -1;
-    return false;
-  }
   struct stat st;
   if (stat(path.c_str(), &st) == 0)
     h->inode = (unsigned long)st.st_ino;
@@ -426,15 +416,7 @@ bool closingHostWaitClosed(ClosingHost *h, int timeoutSeconds)
 
 void closingHostStop(ClosingHost *h)
 {
-  h->stopping = true;
-  if (h->thread.joinable())
-    h->thread.join();
-  if (h->listenFd >= 0)
-  {
-    close(h->listenFd);
-    h->listenFd = -1;
-    unlink(h->path.c_str());
-  }
+  stopListener(&h->stopping, &h->thread, &h->listenFd, h->path);
 }
 
 std::string closingHostReceived(ClosingHost *h)

@@ -2,6 +2,8 @@
  * host_support.cpp - helpers for the host tools' tests.
  */
 #include "host_support.h"
+#include "child_process.h"
+#include "records_wire.h"
 #include "test_files.h"
 
 #include <dirent.h>
@@ -77,25 +79,7 @@ bool receiverStart(Receiver *r, const std::string &socketPath, const std::string
      run's "listening" line. */
   unlink(r->outLog.c_str());
   unlink(r->errLog.c_str());
-  std::vector<char *> argv;
-  for (std::string &a : args)
-    argv.push_back(&a[0]);
-  argv.push_back(nullptr);
-
-  pid_t pid = fork();
-  if (pid == 0)
-  {
-    int nul = open("/dev/null", O_RDONLY);
-    int out = open(r->outLog.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    int err = open(r->errLog.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    if (nul < 0 || out < 0 || err < 0)
-      _exit(127);
-    dup2(nul, 0);
-    dup2(out, 1);
-    dup2(err, 2);
-    execv(argv[0], argv.data());
-    _exit(127);
-  }
+  pid_t pid = spawnWithLogs(args, r->outLog, r->errLog);
   if (pid < 0)
   {
     *why = std::string("fork: ") + strerror(errno);
@@ -132,6 +116,13 @@ bool waitUntilPathFree(const std::string &path, int timeoutSeconds)
     usleep(50000);
   }
   return true;
+}
+
+bool receiverStartOnFixedPath(Receiver *r, const std::string &dir, std::string *why)
+{
+  const char socketPath[] = "/tmp/kivprinter.sock";
+  waitUntilPathFree(socketPath, 60);
+  return receiverStart(r, socketPath, dir + "/received", dir, {}, why);
 }
 
 bool receiverWaitFor(Receiver *r, bool err, const std::string &text, int timeoutSeconds, size_t count)
@@ -287,7 +278,6 @@ rc_record fragmentRecord(const std::string &payload, const std::string &lines, s
 std::string wireLines(const PageImage &image)
 {
   size_t rowBytes = (size_t)image.width * image.channels;
-  size_t padded = (rowBytes + 3) / 4 * 4;
   /* The raster as the backend holds it, rows back to back; a group reaching
      past its end reads white. */
   std::string raster((const char *)image.pixels.data(), image.pixels.size());
@@ -296,19 +286,7 @@ std::string wireLines(const PageImage &image)
   for (size_t k = 0; k < image.height; k++)
   {
     size_t row = image.height - 1 - k;
-    const char *src = raster.data() + row * rowBytes;
-    std::string line(padded + 2, '\0');
-    for (size_t g = 0; g < rowBytes; g += 3)
-    {
-      line[g] = src[g + 2];
-      line[g + 1] = src[g + 1];
-      line[g + 2] = src[g];
-    }
-    /* The padding carries nothing and is sent as zeros. */
-    line.resize(padded);
-    for (size_t i = rowBytes; i < padded; i++)
-      line[i] = '\0';
-    out += line;
+    out += expectedLine(raster.substr(row * rowBytes, rowBytes), raster.substr((row + 1) * rowBytes, 2));
   }
   return out;
 }
@@ -390,43 +368,6 @@ std::string imageDifference(const PageImage &a, const PageImage &b)
       return text;
     }
   return std::string();
-}
-
-int connectUnix(const std::string &path)
-{
-  int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (fd < 0)
-    return -1;
-  struct sockaddr_un addr;
-  memset(&addr, 0, sizeof addr);
-  addr.sun_family = AF_UNIX;
-  if (path.size() >= sizeof addr.sun_path)
-  {
-    close(fd);
-    return -1;
-  }
-  memcpy(addr.sun_path, path.c_str(), path.size() + 1);
-  if (connect(fd, (struct sockaddr *)&addr, sizeof addr) != 0)
-  {
-    close(fd);
-    return -1;
-  }
-  return fd;
-}
-
-bool sendAll(int fd, const std::string &bytes)
-{
-  size_t done = 0;
-  while (done < bytes.size())
-  {
-    ssize_t n = send(fd, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-      return false;
-    done += (size_t)n;
-  }
-  return true;
 }
 
 bool readPng(const std::string &path, PageImage *image)

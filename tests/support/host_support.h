@@ -15,8 +15,10 @@
 #include <string>
 #include <vector>
 
+#include "fd_io.h"
 #include "png_io.h"
 #include "test_files.h"
+#include "unix_socket.h"
 #include "rc_decoder.h"
 #include "rc_encoder.h"
 
@@ -49,6 +51,11 @@ bool receiverStart(Receiver *r, const std::string &socketPath, const std::string
    this machine still listens there (and does not connect to it to find
    out).  True when the path is free. */
 bool waitUntilPathFree(const std::string &path, int timeoutSeconds);
+
+/* Starts a receiver on the backend's fixed socket path, saving into
+   dir/received and logging into dir, once the path is free: a socket file
+   left there for a minute is stale, and the receiver replaces it. */
+bool receiverStartOnFixedPath(Receiver *r, const std::string &dir, std::string *why);
 
 /* Waits until the receiver's standard output (err false) or error (err
    true) holds text count times; false after timeoutSeconds. */
@@ -115,12 +122,6 @@ uint32_t grayLostColumn(uint32_t width);
 /* "" when equal in size, channels and every sample; otherwise where they
    first differ. */
 std::string imageDifference(const PageImage &a, const PageImage &b);
-
-/* Connects to a Unix stream socket; -1 on failure. */
-int connectUnix(const std::string &path);
-
-/* Writes all bytes; false on failure. */
-bool sendAll(int fd, const std::string &bytes);
 
 /* Reads the PNG at path (keeping its channels); false when unreadable. */
 bool readPng(const std::string &path, PageImage *image);

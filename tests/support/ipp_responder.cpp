@@ -3,6 +3,8 @@
  * HTTP/IPP server on a Unix socket.
  */
 #include "ipp_responder.h"
+#include "fd_io.h"
+#include "unix_socket.h"
 
 #include <errno.h>
 #include <poll.h>
@@ -147,22 +149,6 @@ const IppAttribute *ippMsgFind(const IppMessage &m, const std::string &name)
       if (a.name == name)
         return &a;
   return nullptr;
-}
-
-/* Sends all of data; false when the peer is gone. */
-static bool sendAll(int fd, const std::string &data)
-{
-  size_t done = 0;
-  while (done < data.size())
-  {
-    ssize_t n = send(fd, data.data() + done, data.size() - done, MSG_NOSIGNAL);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-      return false;
-    done += (size_t)n;
-  }
-  return true;
 }
 
 /* Reads more bytes into *buf, waiting in short slices so that a stop is
@@ -339,41 +325,20 @@ static void acceptLoop(IppResponder *r)
 bool responderStart(IppResponder *r, const std::string &path, const IppMessage &response,
                     ResponderMode mode)
 {
-  struct sockaddr_un addr;
-  if (path.size() >= sizeof addr.sun_path)
-    return false;
   r->path = path;
   r->response = response;
   r->mode = mode;
   r->stopping = false;
-  unlink(path.c_str());
-  r->listenFd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  r->listenFd = listenUnix(path, 16);
   if (r->listenFd < 0)
     return false;
-  memset(&addr, 0, sizeof addr);
-  addr.sun_family = AF_UNIX;
-  memcpy(addr.sun_path, path.c_str(), path.size() + 1);
-  if (bind(r->listenFd, (struct sockaddr *)&addr, sizeof addr) != 0 || listen(r->listenFd, 16) != 0)
-  {
-    close(r->listenFd);
-    r->listenFd = -1;
-    return false;
-  }
   r->thread = std::thread(acceptLoop, r);
   return true;
 }
 
 void responderStop(IppResponder *r)
 {
-  r->stopping = true;
-  if (r->thread.joinable())
-    r->thread.join();
-  if (r->listenFd >= 0)
-  {
-    close(r->listenFd);
-    r->listenFd = -1;
-    unlink(r->path.c_str());
-  }
+  stopListener(&r->stopping, &r->thread, &r->listenFd, r->path);
 }
 
 size_t responderRequestCount(IppResponder *r)

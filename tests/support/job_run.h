@@ -71,23 +71,33 @@ struct JobOptions
   int timeoutSeconds = 120;
 };
 
+/* The jobs' scheduler, and a test host started on the real socket path
+   with options; null (the test has failed) when either cannot be had. */
+inline CupsdFixture *jobHostStart(SocketSink *sink, const SinkOptions &options)
+{
+  CupsdFixture *cupsd = jobsScheduler();
+  if (!cupsd)
+  {
+    ADD_FAILURE() << "no scheduler: " << cupsdLastError();
+    return nullptr;
+  }
+  if (!sinkStart(sink, KIVPRINTER_SOCKET_PATH, options))
+  {
+    ADD_FAILURE() << "cannot listen on " KIVPRINTER_SOCKET_PATH;
+    return nullptr;
+  }
+  return cupsd;
+}
+
 /* Runs the backend with stream on its standard input (or as args say) and
    a test host listening on the real socket path. */
 inline JobRun runJob(const std::string &stream, const JobOptions &o = JobOptions())
 {
   JobRun run;
-  CupsdFixture *cupsd = jobsScheduler();
-  if (!cupsd)
-  {
-    ADD_FAILURE() << "no scheduler: " << cupsdLastError();
-    return run;
-  }
   SocketSink sink;
-  if (!sinkStart(&sink, KIVPRINTER_SOCKET_PATH, o.sink))
-  {
-    ADD_FAILURE() << "cannot listen on " KIVPRINTER_SOCKET_PATH;
+  CupsdFixture *cupsd = jobHostStart(&sink, o.sink);
+  if (!cupsd)
     return run;
-  }
   ChildOptions c;
   c.argv = o.wrapper;
   std::vector<std::string> backend = backendArgv(o.args);

@@ -12,6 +12,7 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "KivString_unix.h"
@@ -21,21 +22,13 @@ namespace codec_test {
 
 /* Guard values placed after the capacity; a writer must never touch them. */
 template <typename T>
-inline T Guard();
-template <>
-inline char Guard<char>()
+inline T Guard()
 {
-  return (char)0x5A;
-}
-template <>
-inline wchar_t Guard<wchar_t>()
-{
-  return (wchar_t)0x5A5A5A5A;
-}
-template <>
-inline unsigned char Guard<unsigned char>()
-{
-  return 0xA5;
+  static_assert(std::is_same<T, char>::value || std::is_same<T, wchar_t>::value ||
+                  std::is_same<T, unsigned char>::value,
+                "a guard for char, wchar_t or unsigned char");
+  return std::is_same<T, unsigned char>::value ? (T)0xA5 : sizeof(T) == 1 ? (T)0x5A
+                                                                          : (T)0x5A5A5A5A;
 }
 
 /* Wide string from ASCII text. */

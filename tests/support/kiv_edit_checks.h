@@ -23,6 +23,8 @@
 
 #include "KivString_unix.h"
 #include "show_string.h"
+#include "stderr_capture.h"
+#include "test_rng.h"
 
 namespace edit_test {
 
@@ -33,16 +35,10 @@ typedef ::testing::Types<char, wchar_t> ElementTypes;
 
 /* Guard value placed after a capacity; no writer may touch it. */
 template <typename C>
-inline C Guard();
-template <>
-inline char Guard<char>()
+inline C Guard()
 {
-  return (char)0x7F;
-}
-template <>
-inline wchar_t Guard<wchar_t>()
-{
-  return (wchar_t)0x7F7F7F7F;
+  static_assert(sizeof(C) == sizeof(char) || sizeof(C) == sizeof(wchar_t), "a guard for char or wchar_t");
+  return sizeof(C) == 1 ? (C)0x7F : (C)0x7F7F7F7F;
 }
 
 /* String of either element type from bytes, one element per byte. */
@@ -120,36 +116,6 @@ struct Buf
   }
 };
 
-/* Captures what is written to file descriptor 2 between Start and Stop. */
-class StderrCapture
-{
-public:
-  void Start()
-  {
-    fflush(stderr);
-    m_file = tmpfile();
-    m_saved = dup(2);
-    dup2(fileno(m_file), 2);
-  }
-  std::string Stop()
-  {
-    fflush(stderr);
-    dup2(m_saved, 2);
-    close(m_saved);
-    std::string text;
-    rewind(m_file);
-    char chunk[4096];
-    size_t n;
-    while ((n = fread(chunk, 1, sizeof chunk, m_file)) > 0)
-      text.append(chunk, n);
-    fclose(m_file);
-    return text;
-  }
-
-private:
-  FILE *m_file = nullptr;
-  int m_saved = -1;
-};
 
 /*
  * RunsWithin - runs fn on its own thread and waits at most `seconds` for it.
@@ -171,31 +137,6 @@ inline void RunsWithin(int seconds, const std::function<void()> &fn)
   done.get();
 }
 
-/* Small deterministic generator, the same on every platform. */
-struct Rng
-{
-  uint32_t state;
-  explicit Rng(uint32_t seed)
-      : state(seed ? seed : 1) {}
-  uint32_t Next()
-  {
-    state ^= state << 13;
-    state ^= state >> 17;
-    state ^= state << 5;
-    return state;
-  }
-  unsigned int Below(unsigned int n) { return n ? Next() % n : 0; }
-  /* A string of up to maxLen characters drawn from alphabet. */
-  std::string Pick(const char *alphabet, unsigned int maxLen)
-  {
-    size_t k = strlen(alphabet);
-    unsigned int len = Below(maxLen + 1);
-    std::string r;
-    for (unsigned int i = 0; i < len; i++)
-      r.push_back(alphabet[Below((unsigned int)k)]);
-    return r;
-  }
-};
 
 } /* namespace edit_test */
 

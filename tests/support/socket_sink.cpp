@@ -3,6 +3,7 @@
  * connection sends.
  */
 #include "socket_sink.h"
+#include "unix_socket.h"
 
 #include <errno.h>
 #include <poll.h>
@@ -78,16 +79,11 @@ static void acceptLoop(SocketSink *sink)
 /* True when a program accepts connections on the Unix socket at path. */
 bool socketPathIsLive(const char *path)
 {
-  int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  int fd = connectUnix(path);
   if (fd < 0)
     return false;
-  struct sockaddr_un addr;
-  memset(&addr, 0, sizeof addr);
-  addr.sun_family = AF_UNIX;
-  strncpy(addr.sun_path, path, sizeof addr.sun_path - 1);
-  bool live = connect(fd, (struct sockaddr *)&addr, sizeof addr) == 0;
   close(fd);
-  return live;
+  return true;
 }
 
 bool sinkStart(SocketSink *sink, const std::string &path, const SinkOptions &options)
@@ -95,21 +91,9 @@ bool sinkStart(SocketSink *sink, const std::string &path, const SinkOptions &opt
   sink->path = path;
   sink->options = options;
   sink->stopping = false;
-  unlink(path.c_str());
-  sink->listenFd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sink->listenFd = listenUnix(path, 64);
   if (sink->listenFd < 0)
     return false;
-  struct sockaddr_un addr;
-  memset(&addr, 0, sizeof addr);
-  addr.sun_family = AF_UNIX;
-  strncpy(addr.sun_path, path.c_str(), sizeof addr.sun_path - 1);
-  if (bind(sink->listenFd, (struct sockaddr *)&addr, sizeof addr) != 0 ||
-      listen(sink->listenFd, 64) != 0)
-  {
-    close(sink->listenFd);
-    sink->listenFd = -1;
-    return false;
-  }
   sink->acceptThread = std::thread(acceptLoop, sink);
   return true;
 }

@@ -7,6 +7,7 @@
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -26,6 +27,19 @@ struct StderrCapture
     fflush(stderr);
     saved = dup(2);
     dup2(fd, 2);
+  }
+
+  /* What has reached the descriptor so far, without flushing anything. */
+  std::string peek()
+  {
+    std::string text;
+    struct stat st;
+    if (fstat(fd, &st) != 0 || st.st_size <= 0)
+      return text;
+    text.resize((size_t)st.st_size);
+    if (pread(fd, &text[0], text.size(), 0) != (ssize_t)text.size())
+      text.clear();
+    return text;
   }
 
   /* Restores descriptor 2 and returns what was written meanwhile. */

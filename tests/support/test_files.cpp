@@ -8,20 +8,17 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include <fstream>
+#include <iterator>
 #include <vector>
 
 bool readWholeFile(const std::string &path, std::string *out)
 {
-  FILE *f = fopen(path.c_str(), "rb");
-  if (!f)
+  std::ifstream in(path, std::ios::binary);
+  if (!in)
     return false;
-  char buf[65536];
-  size_t n;
-  out->clear();
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0)
-    out->append(buf, n);
-  fclose(f);
-  return true;
+  out->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  return !in.bad();
 }
 
 std::string readFileText(const std::string &path)

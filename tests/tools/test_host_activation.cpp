@@ -18,6 +18,7 @@
 
 #include <gtest/gtest.h>
 
+#include "child_process.h"
 #include "host_support.h"
 #include "test_files.h"
 
@@ -48,19 +49,7 @@ void startActivated(Receiver *r, int handed, const std::string &dir, const std::
   r->outDir = dir + "/received";
   std::vector<std::string> all = {std::string(CORVANE_BIN_DIR) + "/kivprinter-host", "--out", r->outDir};
   all.insert(all.end(), args.begin(), args.end());
-  std::vector<char *> argv;
-  for (std::string &a : all)
-    argv.push_back(&a[0]);
-  argv.push_back(nullptr);
-  pid_t pid = fork();
-  if (pid == 0)
-  {
-    int nul = open("/dev/null", O_RDONLY);
-    int out = open(r->outLog.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    int err = open(r->errLog.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    dup2(nul, 0);
-    dup2(out, 1);
-    dup2(err, 2);
+  r->pid = spawnWithLogs(all, r->outLog, r->errLog, [&]() {
     if (handed >= 0 && handed != 3)
     {
       dup2(handed, 3);
@@ -69,10 +58,7 @@ void startActivated(Receiver *r, int handed, const std::string &dir, const std::
     std::string pid = pidForListen == "self" ? std::to_string(getpid()) : pidForListen;
     setenv("LISTEN_FDS", "1", 1);
     setenv("LISTEN_PID", pid.c_str(), 1);
-    execv(argv[0], argv.data());
-    _exit(127);
-  }
-  r->pid = pid;
+  });
 }
 
 class HostActivation : public ::testing::Test

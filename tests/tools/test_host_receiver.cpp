@@ -483,13 +483,7 @@ TEST_F(HostReceiver, SocketModeAndRemovalOnSignals)
 TEST_F(HostReceiver, AStaleSocketIsReplacedALiveOneIsNot)
 {
   /* A socket file nobody listens on, as a killed receiver leaves it. */
-  int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-  struct sockaddr_un addr;
-  memset(&addr, 0, sizeof addr);
-  addr.sun_family = AF_UNIX;
-  strcpy(addr.sun_path, sock.c_str());
-  ASSERT_EQ(bind(fd, (struct sockaddr *)&addr, sizeof addr), 0);
-  close(fd);
+  ASSERT_TRUE(makeStaleUnixSocket(sock));
   ASSERT_TRUE(hostExists(sock));
   start();
   EXPECT_EQ(receiverErr(&r), "kivprinter-host: removed the stale socket " + sock + "\n");

@@ -1,8 +1,8 @@
 /*
- * filter_test_support.cpp - raster files for the filter's tests and a
+ * filter_support.cpp - raster files for the filter's tests and a
  * reader of the stream the filter writes.
  */
-#include "filter_test_support.h"
+#include "filter_support.h"
 
 #include <fcntl.h>
 #include <stdlib.h>

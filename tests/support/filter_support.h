@@ -1,5 +1,5 @@
 /*
- * filter_test_support.h - raster files for the filter's tests, written
+ * filter_support.h - raster files for the filter's tests, written
  * with libcups's raster writer, and a reader of the stream the filter
  * writes.
  */

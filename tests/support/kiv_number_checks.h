@@ -1,5 +1,5 @@
 /*
- * test_number_check.cpp - the bounded-writer check shared by the number
+ * kiv_number_checks.h - the bounded-writer check shared by the number
  * formatter tests.
  *
  * expectFormatBoth() runs one formatter, given as its narrow and its wide
@@ -10,29 +10,29 @@
  * text, the terminator and that nothing after the terminator changed.  The
  * wide output must be the narrow text widened element by element.
  */
+#ifndef CORVANE_TEST_KIV_NUMBER_CHECKS_H
+#define CORVANE_TEST_KIV_NUMBER_CHECKS_H
+
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <string>
 #include <vector>
 
-namespace {
+namespace number_test {
 
 const unsigned int kGuard = 8;
 
+/* The guard value after a capacity (char or wchar_t); no writer may
+   touch it. */
 template <class C>
-C guardValue();
-template <>
-char guardValue<char>()
+C guardValue()
 {
-  return (char)0xA5;
-}
-template <>
-wchar_t guardValue<wchar_t>()
-{
-  return (wchar_t)0x5A5A5A;
+  static_assert(sizeof(C) == sizeof(char) || sizeof(C) == sizeof(wchar_t), "a guard for char or wchar_t");
+  return sizeof(C) == 1 ? (C)0xA5 : (C)0x5A5A5A;
 }
 
+/* One formatter call at capacity cap: result, text, terminator, guards. */
 template <class C>
 void checkAt(const std::function<unsigned int(C *, unsigned int)> &f, const std::string &expected, unsigned int cap)
 {
@@ -65,18 +65,29 @@ void checkAt(const std::function<unsigned int(C *, unsigned int)> &f, const std:
     ASSERT_EQ(guardValue<C>(), buf[i]) << "element " << i << " was written";
 }
 
-} // namespace
+} // namespace number_test
 
-void expectFormatBoth(const std::function<unsigned int(char *, unsigned int)> &narrow,
-                      const std::function<unsigned int(wchar_t *, unsigned int)> &wide, const std::string &expected)
+/* Checks one formatter, given as its narrow and its wide call, against
+   expected at every capacity and with a null destination. */
+inline void expectFormatBoth(const std::function<unsigned int(char *, unsigned int)> &narrow,
+                             const std::function<unsigned int(wchar_t *, unsigned int)> &wide, const std::string &expected)
 {
   SCOPED_TRACE("expected \"" + expected + "\"");
   const unsigned int n = (unsigned int)expected.size();
   for (unsigned int cap = 0; cap <= n + 3; cap++)
   {
-    checkAt<char>(narrow, expected, cap);
-    checkAt<wchar_t>(wide, expected, cap);
+    number_test::checkAt<char>(narrow, expected, cap);
+    number_test::checkAt<wchar_t>(wide, expected, cap);
   }
   EXPECT_EQ(n + 1, narrow(nullptr, 0));
   EXPECT_EQ(n + 1, wide(nullptr, 0));
 }
+
+/* f is a generic lambda (auto* dest, unsigned int capacity). */
+template <class F>
+void expectFormat(F f, const std::string &expected)
+{
+  expectFormatBoth(f, f, expected);
+}
+
+#endif
