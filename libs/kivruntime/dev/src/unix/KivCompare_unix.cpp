@@ -21,6 +21,8 @@
 #include <wchar.h>
 #include <wctype.h>
 
+#include <atomic>
+
 #if defined(KIV_VECTOR_X86)
 #include <emmintrin.h>
 #endif
@@ -518,8 +520,17 @@ struct TNarrowFolds
 const TNarrowFolds *NarrowFoldsOfLocale()
 {
 #if defined(__GLIBC__)
-  static const bool s_noCache = getenv("KIVRUNTIME_NO_FOLD_CACHE") != nullptr;
-  if (s_noCache)
+  /* 0: not read yet, 1: cache, 2: no cache.  An atomic word, not a
+     function-local static, whose guarded initialisation would need the
+     C++ runtime library in every program linking this one. */
+  static std::atomic<int> s_noCache(0);
+  int noCache = s_noCache.load(std::memory_order_relaxed);
+  if (noCache == 0)
+  {
+    noCache = getenv("KIVRUNTIME_NO_FOLD_CACHE") != nullptr ? 2 : 1;
+    s_noCache.store(noCache, std::memory_order_relaxed);
+  }
+  if (noCache == 2)
     return nullptr;
   static thread_local TNarrowFolds t_folds;
   const void *ctype = nl_langinfo(CODESET);

@@ -6,15 +6,28 @@
 
 #include <stdlib.h>
 
+#include <atomic>
+
+/* Set in s_features once the processor has been asked. */
+static const unsigned int kKivVectorKnown = 0x80000000u;
+
+/* The answer, kept in an atomic word rather than a function-local static:
+ * such a static's thread-safe initialisation calls into the C++ runtime
+ * library, which a program linking the library (the backend among them)
+ * would then have to load at every start.  Threads that arrive together
+ * may each ask the processor; they all store the same answer. */
+static std::atomic<unsigned int> s_features(0);
+
 /* Asks the processor once; the answer cannot change while the program
- * runs.  A function-local static is initialised once even when several
- * threads arrive together. */
+ * runs. */
 unsigned int KivVectorFeatures(void)
 {
-  static const unsigned int s_features = [] {
-    unsigned int f = 0;
-    if (getenv("KIVRUNTIME_PORTABLE") != nullptr)
-      return f;
+  unsigned int f = s_features.load(std::memory_order_relaxed);
+  if (f & kKivVectorKnown)
+    return f & ~kKivVectorKnown;
+  f = 0;
+  if (getenv("KIVRUNTIME_PORTABLE") == nullptr)
+  {
 #if defined(KIV_VECTOR_X86)
     __builtin_cpu_init();
     if (__builtin_cpu_supports("sse2"))
@@ -24,7 +37,7 @@ unsigned int KivVectorFeatures(void)
     if (__builtin_cpu_supports("avx2"))
       f |= kKivVectorAVX2;
 #endif
-    return f;
-  }();
-  return s_features;
+  }
+  s_features.store(f | kKivVectorKnown, std::memory_order_relaxed);
+  return f;
 }
