@@ -19,3 +19,8 @@ add_dependencies(filter_hostile rastertocorvane)
 corvane_add_gtest(filter_rows
   SOURCES ${AREA_DIR}/test_filter_rows.cpp
   LIBS corvane_filter corvane_testsupport_filter)
+
+# The PPD through cupstestppd, with the filter where the PPD points.
+corvane_add_gtest(filter_ppd
+  SOURCES ${AREA_DIR}/test_filter_ppd.cpp)
+add_dependencies(filter_ppd rastertocorvane)
